@@ -1,0 +1,294 @@
+#ifndef ZRNCORE_GRAPH_H
+#define ZRNCORE_GRAPH_H
+
+#include <ZrnCore/zrncore_export.h>
+
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+namespace Morvane {
+namespace Zrn {
+
+/// A hierarchical node graph.
+///
+/// Nodes nest under one root (kRootNodeRef). Each node has a name, an
+/// integer value free for the client, ordered inputs and outputs (ports),
+/// and named input and output groups. Edges join ports:
+///  - a regular edge runs from an output to an input of a sibling;
+///  - a down edge runs from a parent's input to a child's input;
+///  - an up edge runs from a child's output to its parent's output.
+/// The kind of an edge is never stored; it follows from the parents of the
+/// two nodes each time it is asked for.
+///
+/// References are plain ints: a node or edge reference is a global index
+/// into the graph's storage, a port or group is named by a node reference and
+/// a per-node index. Removal only marks nodes and edges, so references stay
+/// stable until purge() renumbers them.
+///
+/// Checking: only the isValid...() operations check their arguments. The
+/// other accessors take valid references as a precondition; they trip a
+/// Q_ASSERT in debug builds and are unchecked in release builds. The
+/// creating operations addEdge(), addDownEdge() and addUpEdge() are guarded:
+/// they refuse (return kInvalidEdgeRef, change nothing) when given a
+/// reference that does not name a live node or an existing port, -1 included.
+///
+/// Threads: no locks. Mutators need exclusive access; the const operations
+/// may run side by side on a graph that no thread changes.
+class ZRNCORE_EXPORT Graph
+{
+public:
+    static constexpr int kInvalidNodeRef = -1;  ///< no node
+    static constexpr int kInvalidEdgeRef = -1;  ///< no edge
+    static constexpr int kInvalidGroupRef = -1; ///< no group
+    static constexpr int kRootNodeRef = 0;      ///< the root node
+
+    /// Creates a graph holding only the root node (reference 0, empty name,
+    /// value -1, no ports, groups or children).
+    Graph();
+    ~Graph();
+    Graph(const Graph&) = delete;
+    Graph& operator=(const Graph&) = delete;
+
+    // ------------------------------------------------------------ storage
+    /// Returns the number of node slots, removed nodes included.
+    int numNodesGlobal() const;
+    /// Returns `i` itself, without a range test: node references are slots.
+    int getNodeGlobal(int i) const;
+    /// Returns the number of edge slots, removed edges included.
+    int numEdgesGlobal() const;
+    /// Returns `i` itself, without a range test: edge references are slots.
+    int getEdgeGlobal(int i) const;
+
+    // ------------------------------------------------------------ nodes
+    /// Returns the number of children of `parent`, a valid node.
+    int numNodes(int parent) const;
+    /// Returns the child at position `index` of `parent`. Both must be valid.
+    int getNode(int index, int parent) const;
+    /// Returns the first child of `parent` named `name` (exact,
+    /// case-sensitive), or kInvalidNodeRef when none is. `parent` must be valid.
+    int findNode(const QString& name, int parent) const;
+    /// Returns the position of `node` among its parent's children, or -1 for
+    /// the root. `node` must be a valid reference.
+    int indexOfNode(int node) const;
+    /// Returns the parent of `node` (-1 for the root). `node` must be valid.
+    int parentNode(int node) const;
+    /// Returns true when `ancestor` is a proper ancestor of `node`; a node does
+    /// not contain itself, and contains(-1, node) is false. `node` must be valid.
+    bool contains(int ancestor, int node) const;
+    /// Returns a copy of the name of `node`, a valid node.
+    QString nodeName(int node) const;
+    /// Returns the value of `node` (-1 unless set). `node` must be valid.
+    int nodeValue(int node) const;
+    /// Returns true when `node` is in range and not removed. Safe for any int.
+    bool isValidNode(int node) const;
+
+    /// Creates a node under `parent` with `numInputs` and `numOutputs`
+    /// unnamed ports (a count of 0 or less makes none) and returns its
+    /// reference, the current numNodesGlobal(). `parent` must be valid.
+    int addNode(const QString& name, int numInputs, int numOutputs, int parent);
+    /// Replaces the name of `node`, a valid node.
+    void setNodeName(int node, const QString& name);
+    /// Replaces the value of `node`, a valid node.
+    void setNodeValue(int node, int value);
+
+    // ------------------------------------------------------------ ports and groups
+    /// Return the number of inputs, outputs, input groups or output groups of
+    /// `node`, a valid node.
+    int numInputs(int node) const;
+    int numOutputs(int node) const;
+    int numInputGroups(int node) const;
+    int numOutputGroups(int node) const;
+    /// Return the index of the first input (output) of `node` named `name`,
+    /// or -1 when none is. `node` must be valid.
+    int findInput(int node, const QString& name) const;
+    int findOutput(int node, const QString& name) const;
+    /// Return the reference of the first input (output) group of `node`
+    /// named `name`, or kInvalidGroupRef. `node` must be valid.
+    int findInputGroup(int node, const QString& name) const;
+    int findOutputGroup(int node, const QString& name) const;
+    /// Return a copy of a port's name. The port must exist.
+    QString inputName(int node, int input) const;
+    QString outputName(int node, int output) const;
+    /// Return the group a port belongs to, -1 for none. The value is stored
+    /// as given and may name a group that does not exist. The port must exist.
+    int inputGroup(int node, int input) const;
+    int outputGroup(int node, int output) const;
+    /// Return a copy of a group's name. The group must exist.
+    QString inputGroupName(int node, int group) const;
+    QString outputGroupName(int node, int group) const;
+    /// Return true when `node` is valid and the index is in range. Safe for any ints.
+    bool isValidInput(int node, int input) const;
+    bool isValidOutput(int node, int output) const;
+    bool isValidInputGroup(int node, int group) const;
+    bool isValidOutputGroup(int node, int group) const;
+
+    /// Append an input (output) named `name` in group `group` to `node` and
+    /// return its index. `group` is stored unchecked; -1 means no group.
+    /// `node` must be valid.
+    int addInput(int node, const QString& name, int group);
+    int addOutput(int node, const QString& name, int group);
+    /// Append an input (output) group named `name` to `node` and return its
+    /// reference. No port changes group. `node` must be valid.
+    int addInputGroup(int node, const QString& name);
+    int addOutputGroup(int node, const QString& name);
+    /// Rename a port or a group. The port or group must exist.
+    void setInputName(int node, int input, const QString& name);
+    void setOutputName(int node, int output, const QString& name);
+    void setInputGroupName(int node, int group, const QString& name);
+    void setOutputGroupName(int node, int group, const QString& name);
+
+    // ------------------------------------------------------------ edges
+    /// Return the stored fields of `edge`, which must be in range; a removed
+    /// edge still answers with what it held.
+    int edgeSourceNode(int edge) const;
+    int edgeSourceIndex(int edge) const;
+    int edgeDestNode(int edge) const;
+    int edgeDestIndex(int edge) const;
+    /// Returns true when `edge` is in range and not removed. Safe for any int.
+    bool isValidEdge(int edge) const;
+    /// Return true when `edge` is valid and, by the parents of its two
+    /// nodes, a regular (sibling), down or up edge. Safe for any int.
+    bool isRegularEdge(int edge) const;
+    bool isDownEdge(int edge) const;
+    bool isUpEdge(int edge) const;
+    /// Return the edge feeding a port, -1 when none does. The port must exist.
+    int inputSource(int node, int input) const;
+    int outputSource(int node, int output) const;
+    /// Return the number of edges leaving a port. The port must exist.
+    int numInputDestinations(int node, int input) const;
+    int numOutputDestinations(int node, int output) const;
+    /// Return the edge at position `index` of a port's destinations, oldest
+    /// first. The port and the position must exist.
+    int inputDestination(int node, int input, int index) const;
+    int outputDestination(int node, int output, int index) const;
+    /// Return true when the port is valid and 0 <= index < its number of
+    /// destinations. Safe for any ints; the edge held there is not checked.
+    bool isValidInputDestination(int node, int input, int index) const;
+    bool isValidOutputDestination(int node, int output, int index) const;
+    /// Returns true when `a` is `b` or lies upstream of `b`, searching
+    /// breadth-first along regular edges; with `throughHierarchy` the search
+    /// also climbs down edges and descends up edges and queues the innermost
+    /// producing node of each value (an enclosing node whose output is
+    /// produced inside it is never itself compared with `a`). `b` must be valid.
+    bool precedes(int a, int b, bool throughHierarchy) const;
+
+    /// Creates a regular edge from output `srcOutput` of `srcNode` to input
+    /// `dstInput` of `dstNode` and returns its reference. Returns
+    /// kInvalidEdgeRef and changes nothing when, in this order: either port
+    /// does not exist; the two nodes are not siblings; the input already has
+    /// a source; the output already feeds its parent through an up edge; or
+    /// the edge would close a cycle (precedes(dstNode, srcNode, true), which
+    /// also refuses a node feeding itself).
+    int addEdge(int srcNode, int srcOutput, int dstNode, int dstInput);
+    /// Creates a down edge from input `parentInput` of parentNode(childNode)
+    /// to input `childInput` of `childNode` and returns it. Returns
+    /// kInvalidEdgeRef and changes nothing when `childNode` is not a live
+    /// non-root node, either input does not exist, or the child input
+    /// already has a source. No cycle test is made.
+    int addDownEdge(int parentInput, int childNode, int childInput);
+    /// Creates an up edge from output `childOutput` of `childNode` to output
+    /// `parentOutput` of parentNode(childNode) and returns it. Returns
+    /// kInvalidEdgeRef and changes nothing when `childNode` is not a live
+    /// non-root node, either output does not exist, the parent output already
+    /// has a source, or the child output already feeds siblings. No cycle test.
+    int addUpEdge(int parentOutput, int childNode, int childOutput);
+    /// Removes `edge` from both its ports and marks its slot removed; the slot
+    /// and its fields stay until purge(). An invalid or removed edge is ignored.
+    void removeEdge(int edge);
+    /// Removes the source edge of an input and every down edge leaving it.
+    /// The input must exist.
+    void disconnectInput(int node, int input);
+    /// Disconnects every input of `node` whose group equals `group` (-1 selects
+    /// the inputs in no group). `node` must be valid.
+    void disconnectInputGroup(int node, int group);
+
+    // ------------------------------------------------------------ connection by name
+    /// Looks up output `srcOutputName` of `srcNode` and input `dstInputName`
+    /// of `dstNode`, reports each failed lookup on the critical channel, and
+    /// returns addEdge() of what it found (-1 for a failed lookup, so the edge
+    /// is then refused).
+    int addEdgeByName(int srcNode, const QString& srcOutputName, int dstNode, const QString& dstInputName);
+    /// Checks `childNode`, looks up its input `childInputName` and its
+    /// parent's input `parentInputName`, reports each failed check on the
+    /// critical channel, and returns addDownEdge() of what it found.
+    int addDownEdgeByName(const QString& parentInputName, int childNode, const QString& childInputName);
+    /// Looks up output `parentOutputName` of the parent of `childNode` and
+    /// output `childOutputName` of `childNode` and returns addUpEdge() of
+    /// them. Reports nothing; a failed lookup makes the edge refused.
+    int addUpEdgeByName(const QString& parentOutputName, int childNode, const QString& childOutputName);
+    /// For each input of `dstNode` that has no source, in index order, tries
+    /// one addEdge() from the first output of `srcNode` with the same name
+    /// that has no destinations or feeds siblings. Refused edges are skipped.
+    void connectByName(int srcNode, int dstNode);
+    /// As connectByName(), limited to outputs in output group `srcGroup` and
+    /// inputs in input group `dstGroup` (-1 selects ports in no group).
+    void connectGroups(int srcNode, int srcGroup, int dstNode, int dstGroup);
+    /// Looks up both groups by name (an unknown name gives -1, which selects
+    /// the ungrouped ports) and calls connectGroups().
+    void connectNamedGroups(int srcNode, const QString& srcGroupName, int dstNode, const QString& dstGroupName);
+    /// For each input of `childNode` that has no source, tries one
+    /// addDownEdge() from the first same-named input of the parent that has
+    /// no destinations or already feeds down edges.
+    void connectDownByName(int childNode);
+    /// For each output of `childNode` that has no source itself, tries one
+    /// addUpEdge() into the first same-named output of the parent that has no
+    /// destinations or already receives up edges.
+    void connectUpByName(int childNode);
+
+    // ------------------------------------------------------------ removal and purge
+    /// Removes `node` and its subtree (see removeChildNode()) and takes
+    /// `node` out of its parent's children; later siblings move down one
+    /// position. Removing the root leaves no valid node. `node` must be valid.
+    void removeNode(int node);
+    /// Removes every edge at the ports of `node` and its descendants, empties
+    /// their children lists and marks them removed; `node` stays listed among
+    /// its parent's children. `node` must be valid.
+    void removeChildNode(int node);
+    /// Erase a port; later ports move down one index. No edge is touched:
+    /// disconnect the port first. The port must exist.
+    void removeInput(int node, int input);
+    void removeOutput(int node, int output);
+    /// Detach the ports of a group (their group becomes -1) and erase the
+    /// group; ports of later groups keep their old numbers. The group must exist.
+    void removeInputGroup(int node, int group);
+    void removeOutputGroup(int node, int group);
+    /// Drops removed nodes and edges and renumbers the rest in order. Every
+    /// `children` list is rewritten so that position k holds the new
+    /// reference of old slot k, and `parent` fields are left as they were:
+    /// both deliberate, see the guide. References held by the caller must be
+    /// translated afterwards.
+    void purge();
+    /// As purge(), and hands out the maps it used: `nodeMap[old]` and
+    /// `edgeMap[old]` give the new reference of each old slot, -1 for a
+    /// dropped one. Either pointer may be null.
+    void purge(QVector<int>* nodeMap, QVector<int>* edgeMap);
+
+    // ------------------------------------------------------------ walk primitives
+    // Each takes a port by reference, moves it along the edges that feed it
+    // and returns whether it moved; on false the arguments are unchanged
+    // (except for walkToSourceNode). The port must exist. Nothing allocates.
+
+    /// From input `index` of `node`, steps once across a regular edge to the
+    /// sibling output that feeds it.
+    bool walkAcross(int& node, int& index) const;
+    /// From input `index` of `node`, climbs down edges backwards to the input
+    /// of the highest ancestor reached through an unbroken chain of them.
+    bool walkUp(int& node, int& index) const;
+    /// From output `index` of `node`, descends up edges backwards to the
+    /// output of the deepest descendant that produces the value.
+    bool walkDown(int& node, int& index) const;
+    /// From input `index` of `node`: walkUp(), then walkAcross(), then
+    /// walkDown(); returns true with the producing output, or false when no
+    /// regular edge feeds the value. After false the arguments hold what
+    /// walkUp() left, not the caller's values.
+    bool walkToSourceNode(int& node, int& index) const;
+
+private:
+    struct Impl;
+    Impl* d;
+};
+
+} // namespace Zrn
+} // namespace Morvane
+
+#endif // ZRNCORE_GRAPH_H

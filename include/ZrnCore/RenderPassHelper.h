@@ -1,0 +1,105 @@
+#ifndef ZRNCORE_RENDERPASSHELPER_H
+#define ZRNCORE_RENDERPASSHELPER_H
+
+#include <ZrnCore/zrncore_export.h>
+#include <ZrnCore/FrameStatistics.h>
+#include <ZrnCore/RenderPass.h>
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+#include <QtCore/QVector>
+
+namespace Morvane {
+namespace Zrn {
+
+/// The usual base of a client pass. It stores named inputs with current and
+/// default values, named outputs with their values and user counts, an error
+/// code and the pass's frame statistics, and implements every operation of
+/// RenderPass but start()-side work: setup(), start() and teardown() do
+/// nothing, isFinished() stays the base version (true).
+///
+/// A derived pass declares its ports in its constructor with addInput() and
+/// addOutput(), overrides start() (and isFinished() if it works
+/// asynchronously), reads `inputs[i].value` and writes `outputs[i].value`.
+///
+/// Index arguments are not range-checked: an index outside the lists trips a
+/// Q_ASSERT in debug builds and is undefined otherwise.
+class ZRNCORE_EXPORT RenderPassHelper : public RenderPass
+{
+public:
+    /// A port's name and its current value.
+    struct NamedValue
+    {
+        QString name;
+        QVariant value;
+    };
+
+    /// Starts with no ports, an invalid frame timer, no frames and error code 0.
+    RenderPassHelper();
+    ~RenderPassHelper() override;
+
+    /// Return the index of the first input (output) named `name`, exact and
+    /// case-sensitive, or -1 when none is.
+    int findInput(const QString& name) const;
+    int findOutput(const QString& name) const;
+    /// Returns the user count of `output` set for the current frame.
+    int numOutputUsers(int output) const;
+
+    /// Return the pass's frame statistics, recorded by beginFrame() and
+    /// endFrame() (see FrameStatistics for the rule).
+    const FrameStatistics& frameStatistics() const { return m_frameStats; }
+    int frameCount() const { return m_frameStats.count(); }
+    double frameTimeSum() const { return m_frameStats.sum(); }
+    const double* frameTimes() const { return m_frameStats.times(); }
+    /// Returns the mean frame time over the last min(frameCount(), 100) frames.
+    double meanFrameTime() const { return m_frameStats.mean(); }
+    /// Return the frame timer, invalid while no frame is being timed.
+    const QElapsedTimer& frameTimer() const { return m_frameStats.timer(); }
+    QElapsedTimer& frameTimer() { return m_frameStats.timer(); }
+
+    /// Appends an input named `name` whose current value is invalid and
+    /// whose default is `defaultValue`; returns its index (0, 1, 2 ...).
+    /// Names need not be unique.
+    int addInput(const QString& name, const QVariant& defaultValue);
+    /// Appends an output named `name` with an invalid value and 0 users;
+    /// returns its index. Names need not be unique.
+    int addOutput(const QString& name);
+
+    // RenderPass
+    void setup(RenderCallbacks* cb) override;
+    /// Starts the frame timer.
+    void beginFrame(RenderCallbacks* cb) override;
+    void start(RenderCallbacks* cb) override;
+    /// Records the frame time.
+    void endFrame(RenderCallbacks* cb) override;
+    void teardown(RenderCallbacks* cb) override;
+    int numInputs() const override;
+    int numOutputs() const override;
+    QString inputName(int input) const override;
+    QString outputName(int output) const override;
+    void setInput(int input, const QVariant& value) override;
+    QVariant defaultValue(int input) const override;
+    /// Replaces the default; the input's current value is not touched.
+    void setDefaultValue(int input, const QVariant& value) override;
+    QVariant output(int output) const override;
+    void setNumOutputUsers(int output, int users) override;
+    void resetNumOutputUsers() override;
+    unsigned int errorCode() const override;
+    void setErrorCode(unsigned int code) override;
+
+protected:
+    QVector<NamedValue> inputs;     ///< one per input: name and current value
+    QVector<QVariant> defaultValues; ///< one per input
+    QVector<NamedValue> outputs;    ///< one per output: name and current value
+    QVector<int> outputUsers;       ///< one per output: needed consumers this frame
+
+private:
+    FrameStatistics m_frameStats;
+    unsigned int m_errorCode = 0;
+};
+
+} // namespace Zrn
+} // namespace Morvane
+
+#endif // ZRNCORE_RENDERPASSHELPER_H

@@ -1,0 +1,18 @@
+#ifndef ZRNCORE_ZRNCORE_H
+#define ZRNCORE_ZRNCORE_H
+
+// Everything of libZrnCore in one include.
+
+#include <ZrnCore/Version.h>
+#include <ZrnCore/zrncore_export.h>
+
+#include <ZrnCore/Core.h>
+#include <ZrnCore/FrameStatistics.h>
+#include <ZrnCore/Graph.h>
+#include <ZrnCore/GraphvizDump.h>
+#include <ZrnCore/RenderPass.h>
+#include <ZrnCore/RenderPassHelper.h>
+#include <ZrnCore/Renderer.h>
+#include <ZrnCore/Walkers.h>
+
+#endif // ZRNCORE_ZRNCORE_H

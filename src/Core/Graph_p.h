@@ -1,0 +1,79 @@
+#ifndef ZRNCORE_GRAPH_P_H
+#define ZRNCORE_GRAPH_P_H
+
+#include <ZrnCore/Graph.h>
+
+#include <QtCore/QString>
+
+#include <vector>
+
+namespace Morvane {
+namespace Zrn {
+
+// One input or output of a node.
+struct Port
+{
+    QString name;
+    int source = -1;               // edge feeding this port, -1 if none
+    std::vector<int> destinations; // edges leaving this port, oldest first
+    int group = -1;                // group of the same side, -1 if none
+};
+
+struct Node
+{
+    QString name;
+    int parent = -1;
+    int value = -1;
+    std::vector<Port> inputs;
+    std::vector<Port> outputs;
+    std::vector<QString> inputGroups;
+    std::vector<QString> outputGroups;
+    std::vector<int> children; // in order of addition
+    bool removed = false;
+};
+
+struct Edge
+{
+    int srcNode = -1;
+    int srcIndex = -1;
+    int dstNode = -1;
+    int dstIndex = -1;
+    bool removed = false;
+};
+
+// The whole storage of a Graph. Records refer to one another by index only.
+struct Graph::Impl
+{
+    std::vector<Node> nodes;
+    std::vector<Edge> edges;
+
+    bool validNode(int n) const
+    {
+        return n >= 0 && n < int(nodes.size()) && !nodes[size_t(n)].removed;
+    }
+    bool validEdge(int e) const
+    {
+        return e >= 0 && e < int(edges.size()) && !edges[size_t(e)].removed;
+    }
+    const Node& node(int n) const { return nodes[size_t(n)]; }
+    Node& node(int n) { return nodes[size_t(n)]; }
+    const Edge& edge(int e) const { return edges[size_t(e)]; }
+    Edge& edge(int e) { return edges[size_t(e)]; }
+    int parentOf(int n) const { return nodes[size_t(n)].parent; }
+
+    // The three kinds, read off the parents of the stored end nodes. `e` must
+    // be a valid edge.
+    bool regular(const Edge& e) const { return parentOf(e.srcNode) == parentOf(e.dstNode); }
+    bool down(const Edge& e) const { return e.srcNode == parentOf(e.dstNode); }
+    bool up(const Edge& e) const { return parentOf(e.srcNode) == e.dstNode; }
+
+    // The walk primitives, shared by Graph's public walks and by precedes().
+    bool walkAcross(int& node, int& index) const;
+    bool walkUp(int& node, int& index) const;
+    bool walkDown(int& node, int& index) const;
+};
+
+} // namespace Zrn
+} // namespace Morvane
+
+#endif // ZRNCORE_GRAPH_P_H

@@ -1,0 +1,144 @@
+// The walk primitives, and precedes(), the cycle test built on them.
+
+#include "Graph_p.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace Morvane {
+namespace Zrn {
+
+// Each step looks at the one edge that feeds a port: no search, no allocation.
+
+bool Graph::Impl::walkAcross(int& node, int& index) const
+{
+    const int e = this->node(node).inputs[size_t(index)].source;
+    if (!validEdge(e) || !regular(edge(e)))
+        return false;
+    node = edge(e).srcNode;
+    index = edge(e).srcIndex;
+    return true;
+}
+
+bool Graph::Impl::walkUp(int& node, int& index) const
+{
+    int e = this->node(node).inputs[size_t(index)].source;
+    if (!validEdge(e) || !down(edge(e)))
+        return false;
+    do {
+        node = edge(e).srcNode;
+        index = edge(e).srcIndex;
+        e = this->node(node).inputs[size_t(index)].source;
+    } while (validEdge(e) && down(edge(e)));
+    return true;
+}
+
+bool Graph::Impl::walkDown(int& node, int& index) const
+{
+    int e = this->node(node).outputs[size_t(index)].source;
+    if (!validEdge(e) || !up(edge(e)))
+        return false;
+    do {
+        node = edge(e).srcNode;
+        index = edge(e).srcIndex;
+        e = this->node(node).outputs[size_t(index)].source;
+    } while (validEdge(e) && up(edge(e)));
+    return true;
+}
+
+bool Graph::walkAcross(int& node, int& index) const
+{
+    Q_ASSERT_X(isValidInput(node, index), Q_FUNC_INFO, "invalid input");
+    return d->walkAcross(node, index);
+}
+
+bool Graph::walkUp(int& node, int& index) const
+{
+    Q_ASSERT_X(isValidInput(node, index), Q_FUNC_INFO, "invalid input");
+    return d->walkUp(node, index);
+}
+
+bool Graph::walkDown(int& node, int& index) const
+{
+    Q_ASSERT_X(isValidOutput(node, index), Q_FUNC_INFO, "invalid output");
+    return d->walkDown(node, index);
+}
+
+bool Graph::walkToSourceNode(int& node, int& index) const
+{
+    Q_ASSERT_X(isValidInput(node, index), Q_FUNC_INFO, "invalid input");
+    d->walkUp(node, index); // its moves stand whatever it returns
+    if (!d->walkAcross(node, index))
+        return false;
+    d->walkDown(node, index);
+    return true;
+}
+
+namespace {
+
+// Working storage of precedes(), kept per thread so that the const query
+// stays safe to run side by side and costs what it visits, not the size of
+// the graph: a node counts as visited when its stamp equals the current
+// epoch, so nothing has to be cleared between calls.
+struct PrecedesScratch
+{
+    std::vector<std::uint32_t> stamps;
+    std::vector<int> queue;
+    std::uint32_t epoch = 0;
+
+    std::uint32_t begin(size_t numNodes)
+    {
+        if (stamps.size() < numNodes)
+            stamps.resize(numNodes, 0);
+        if (++epoch == 0) { // wrapped: old stamps could match again
+            std::fill(stamps.begin(), stamps.end(), 0);
+            epoch = 1;
+        }
+        queue.clear();
+        return epoch;
+    }
+};
+
+thread_local PrecedesScratch precedesScratch;
+
+} // namespace
+
+bool Graph::precedes(int a, int b, bool throughHierarchy) const
+{
+    Q_ASSERT_X(d->validNode(b), Q_FUNC_INFO, "invalid node reference");
+    PrecedesScratch& s = precedesScratch;
+    const std::uint32_t epoch = s.begin(d->nodes.size());
+
+    // Breadth first, upstream from b. The queue is a vector read from `head`
+    // on, so every node ever queued stays in it until the call ends.
+    s.queue.push_back(b);
+    for (size_t head = 0; head < s.queue.size(); ++head) {
+        const int n = s.queue[head];
+        if (n == a) // compared before the visited test
+            return true;
+        if (s.stamps[size_t(n)] == epoch)
+            continue;
+        s.stamps[size_t(n)] = epoch;
+
+        const int count = int(d->node(n).inputs.size());
+        for (int i = 0; i < count; ++i) {
+            int m = n;
+            int k = i;
+            if (throughHierarchy)
+                d->walkUp(m, k);
+            const int e = d->node(m).inputs[size_t(k)].source;
+            if (!d->validEdge(e) || !d->regular(d->edge(e)))
+                continue; // no source, a down edge or a removed edge
+            m = d->edge(e).srcNode;
+            k = d->edge(e).srcIndex;
+            if (throughHierarchy)
+                d->walkDown(m, k);
+            s.queue.push_back(m);
+        }
+    }
+    return false;
+}
+
+} // namespace Zrn
+} // namespace Morvane

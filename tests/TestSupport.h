@@ -1,0 +1,48 @@
+#ifndef ZRNCORE_TESTS_TESTSUPPORT_H
+#define ZRNCORE_TESTS_TESTSUPPORT_H
+
+// Shared by the test binaries: captures what the library writes on Qt's
+// message channels so that tests compare whole lines.
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QtGlobal>
+
+namespace ZrnTest {
+
+/// While alive, collects every qDebug line in `debug` and every qCritical
+/// line in `critical` (other channels in `other`), instead of printing them.
+/// Only one may be alive at a time.
+class MessageCapture
+{
+public:
+    MessageCapture() { s_current = this; m_previous = qInstallMessageHandler(&MessageCapture::handler); }
+    ~MessageCapture() { qInstallMessageHandler(m_previous); s_current = nullptr; }
+    MessageCapture(const MessageCapture&) = delete;
+    MessageCapture& operator=(const MessageCapture&) = delete;
+
+    QStringList debug;
+    QStringList critical;
+    QStringList other;
+
+    void clear() { debug.clear(); critical.clear(); other.clear(); }
+
+private:
+    static void handler(QtMsgType type, const QMessageLogContext&, const QString& message)
+    {
+        if (!s_current)
+            return;
+        switch (type) {
+        case QtDebugMsg: s_current->debug << message; break;
+        case QtCriticalMsg: s_current->critical << message; break;
+        default: s_current->other << message; break;
+        }
+    }
+
+    static inline MessageCapture* s_current = nullptr;
+    QtMessageHandler m_previous = nullptr;
+};
+
+} // namespace ZrnTest
+
+#endif // ZRNCORE_TESTS_TESTSUPPORT_H
