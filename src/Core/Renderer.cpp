@@ -1,0 +1,393 @@
+// Renderer composition and the frame scheduler.
+
+#include <ZrnCore/Renderer.h>
+
+#include "QtCompat_p.h"
+#include "Renderer_p.h"
+
+#include <QtCore/QThread>
+
+#include <algorithm>
+
+namespace Morvane {
+namespace Zrn {
+
+// ================================================================ Impl
+
+int Renderer::Impl::passIndexOf(int node) const
+{
+    if (!graph.isValidNode(node))
+        return -1;
+    const int v = graph.nodeValue(node);
+    return isPassIndex(v) ? v : -1;
+}
+
+void Renderer::Impl::collectNeeded()
+{
+    // Target first, then the producers in output order. The order decides
+    // how often the walks start from the target (see Renderer::render()).
+    // Lists are a handful of entries long, so a linear duplicate test beats
+    // a hash set, and clear() keeps the capacity.
+    needed.clear();
+    if (graph.isValidNode(target))
+        needed.append(target);
+    for (int i = 0; i < outputs.size(); ++i) {
+        int node = Graph::kRootNodeRef;
+        int index = i;
+        if (!graph.isValidOutput(node, index) || !graph.walkDown(node, index))
+            continue;
+        if (!needed.contains(node))
+            needed.append(node);
+    }
+}
+
+void Renderer::Impl::collectOutputs()
+{
+    // The producer is read whether or not it ran this frame and whether or
+    // not it is enabled. An output resolving to a node without a pass (an
+    // unfed group output) keeps its value.
+    for (int i = 0; i < outputs.size(); ++i) {
+        int node = Graph::kRootNodeRef;
+        int index = i;
+        if (!graph.isValidOutput(node, index) || !graph.walkDown(node, index))
+            continue;
+        const int v = graph.nodeValue(node);
+        if (!isPassIndex(v) || index >= passes.at(v)->numOutputs())
+            continue;
+        outputs[i] = passes.at(v)->output(index);
+    }
+}
+
+bool Renderer::Impl::walk(int node, RenderCallbacks* cb, QVector<bool>& visited, WalkType type)
+{
+    // Renderer::render() starts walks at a valid target only, and every
+    // other node comes from walkToSourceNode(), which yields live nodes.
+    Q_ASSERT_X(graph.isValidNode(node) && node < visited.size(), Q_FUNC_INFO, "walk from an invalid node");
+    visited[node] = true;
+
+    const int numInputs = graph.numInputs(node);
+    for (int i = 0; i < numInputs; ++i) {
+        int source = node;
+        int index = i;
+        if (graph.walkToSourceNode(source, index) && !visited.at(source)) {
+            if (!walk(source, cb, visited, type))
+                return false;
+        }
+    }
+
+    if (type == WalkType::Render) {
+        // Groups and the root carry no pass index and are only traversed; a
+        // disabled pass is traversed too, so its upstream still runs.
+        const int v = graph.nodeValue(node);
+        if (isPassIndex(v) && enabledFlags.at(v) && !render(node, cb))
+            return false;
+    }
+    return true;
+}
+
+void Renderer::Impl::deliverInput(RenderPass* pass, int node, int input)
+{
+    int n = node;
+    int k = input;
+    if (!graph.isValidInput(n, k)) {
+        // The pass declares more inputs than its node has (ports were taken
+        // away through the graph): nothing can feed it.
+        pass->setInput(input, pass->defaultValue(input));
+        return;
+    }
+
+    if (graph.walkUp(n, k) && n == Graph::kRootNodeRef) {
+        // Fed by renderer parameter k. A root input added through the graph
+        // has no parameter behind it and counts as unfed.
+        pass->setInput(input, k < parameters.size() ? parameters.at(k) : pass->defaultValue(input));
+        return;
+    }
+    // From where walkUp() left the port: the outermost feeding ancestor
+    // input, or the pass's own input.
+    if (!graph.walkAcross(n, k)) {
+        pass->setInput(input, pass->defaultValue(input));
+        return;
+    }
+    graph.walkDown(n, k); // into the innermost producing output, if any
+
+    const int v = graph.nodeValue(n);
+    if (isPassIndex(v) && enabledFlags.at(v) && k < passes.at(v)->numOutputs())
+        pass->setInput(input, passes.at(v)->output(k));
+    else
+        pass->setInput(input, pass->defaultValue(input)); // a group, or a disabled producer
+}
+
+bool Renderer::Impl::render(int node, RenderCallbacks* cb)
+{
+    // walk() calls this for enabled pass nodes only, after the marking walk
+    // has sized `visited` for this frame.
+    Q_ASSERT_X(isPassIndex(graph.nodeValue(node)), Q_FUNC_INFO, "not a pass node");
+    Q_ASSERT_X(visited.size() == graph.numNodesGlobal(), Q_FUNC_INFO, "no marking walk this frame");
+    RenderPass* pass = passes.at(graph.nodeValue(node));
+
+    const int numInputs = pass->numInputs();
+    for (int i = 0; i < numInputs; ++i)
+        deliverInput(pass, node, i);
+
+    // Users are edges into nodes this frame's marking walk reached: two edges
+    // into one needed node count twice. Outputs nobody needs keep 0.
+    pass->resetNumOutputUsers();
+    const int numOutputs = std::min(graph.numOutputs(node), pass->numOutputs());
+    for (int j = 0; j < numOutputs; ++j) {
+        int count = 0;
+        const int numDestinations = graph.numOutputDestinations(node, j);
+        for (int e = 0; e < numDestinations; ++e) {
+            if (visited.at(graph.edgeDestNode(graph.outputDestination(node, j, e))))
+                ++count;
+        }
+        if (count > 0)
+            pass->setNumOutputUsers(j, count);
+    }
+
+    pass->setErrorCode(0);
+    pass->beginFrame(cb);
+    pass->start(cb);
+    ++numPassesRun;
+    // First poll right after start(); no time-out, a pass that never
+    // finishes holds the frame.
+    while (!pass->isFinished())
+        QThread::usleep(100);
+    pass->endFrame(cb);
+    return pass->errorCode() == 0;
+}
+
+// ================================================================ Renderer
+
+Renderer::Renderer()
+    : d(new Impl)
+{
+}
+
+Renderer::~Renderer()
+{
+    for (RenderPass* pass : qAsConst(d->passes))
+        delete pass; // in pass-index order, through the virtual destructor
+    delete d;
+}
+
+void Renderer::setup(RenderCallbacks* cb)
+{
+    for (RenderPass* pass : qAsConst(d->passes))
+        pass->setup(cb);
+}
+
+bool Renderer::render(RenderCallbacks* cb)
+{
+    d->numPassesRun = 0;
+    beginFrame(cb);
+
+    bool ok = true;
+    d->collectNeeded();
+    const bool targetValid = d->graph.isValidNode(d->target);
+    if (!targetValid && (d->target != Graph::kInvalidNodeRef || !d->needed.isEmpty())) {
+        // Something is needed but there is no node to walk from.
+        ok = false;
+    } else if (!d->needed.isEmpty()) {
+        // Both walks start at the target, never at the needed node itself:
+        // a needed node decides only whether another walk starts. The
+        // target, listed first, always starts one; each later needed node
+        // not reached by the earlier walks starts another, which in the
+        // running walk finds the upstream seen and runs the target's pass
+        // again. Kept as it is: outputs are meant to be fed upstream of the
+        // target.
+        const int numNodes = d->graph.numNodesGlobal();
+        d->visited.fill(false, numNodes);
+        for (int m : qAsConst(d->needed)) {
+            if (!d->visited.at(m) && !d->walk(d->target, cb, d->visited, WalkType::Mark)) {
+                ok = false;
+                break;
+            }
+        }
+        if (ok) {
+            d->seen.fill(false, numNodes);
+            for (int m : qAsConst(d->needed)) {
+                if (!d->seen.at(m) && !d->walk(d->target, cb, d->seen, WalkType::Render)) {
+                    ok = false;
+                    break;
+                }
+            }
+        }
+    }
+
+    d->collectOutputs(); // also after a failure
+    endFrame(cb);
+    return ok;
+}
+
+void Renderer::teardown(RenderCallbacks* cb)
+{
+    for (RenderPass* pass : qAsConst(d->passes))
+        pass->teardown(cb);
+}
+
+void Renderer::beginFrame(RenderCallbacks*)
+{
+    m_frameStats.begin();
+}
+
+void Renderer::endFrame(RenderCallbacks*)
+{
+    m_frameStats.end();
+}
+
+// ---------------------------------------------------------------- queries
+
+Graph& Renderer::getGraph()
+{
+    return d->graph;
+}
+
+const Graph& Renderer::getGraph() const
+{
+    return d->graph;
+}
+
+int Renderer::numParameters() const
+{
+    return d->parameters.size();
+}
+
+int Renderer::findParameter(const QString& name) const
+{
+    return d->graph.findInput(Graph::kRootNodeRef, name);
+}
+
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
+QVariant::Type Renderer::parameterType(int i) const
+{
+    Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    return Compat::variantType(d->parameters.at(i));
+}
+
+QVariant::Type Renderer::outputType(int i) const
+{
+    Q_ASSERT_X(i >= 0 && i < d->outputs.size(), Q_FUNC_INFO, "output out of range");
+    return Compat::variantType(d->outputs.at(i));
+}
+
+QT_WARNING_POP
+
+QVariant Renderer::parameterValue(int i) const
+{
+    Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    return d->parameters.at(i);
+}
+
+int Renderer::numOutputs() const
+{
+    return d->outputs.size();
+}
+
+int Renderer::findOutput(const QString& name) const
+{
+    return d->graph.findOutput(Graph::kRootNodeRef, name);
+}
+
+QVariant Renderer::output(int i) const
+{
+    Q_ASSERT_X(i >= 0 && i < d->outputs.size(), Q_FUNC_INFO, "output out of range");
+    return d->outputs.at(i);
+}
+
+int Renderer::findPass(const QString& name) const
+{
+    return d->graph.findNode(name, Graph::kRootNodeRef);
+}
+
+RenderPass* Renderer::renderPass(int node) const
+{
+    const int v = d->passIndexOf(node);
+    return v < 0 ? nullptr : d->passes.at(v);
+}
+
+int Renderer::numRenderPasses() const
+{
+    return d->passes.size();
+}
+
+bool Renderer::enabled(int node) const
+{
+    const int v = d->passIndexOf(node);
+    return v >= 0 && d->enabledFlags.at(v);
+}
+
+int Renderer::target() const
+{
+    return d->target;
+}
+
+int Renderer::getNumPasses() const
+{
+    return d ? d->numPassesRun : 0;
+}
+
+// ---------------------------------------------------------------- composition
+
+int Renderer::addParameter(const QString& name, const QVariant& value)
+{
+    const int index = d->graph.addInput(Graph::kRootNodeRef, name, Graph::kInvalidGroupRef);
+    d->parameters.append(value);
+    return index;
+}
+
+int Renderer::addOutput(const QString& name)
+{
+    const int index = d->graph.addOutput(Graph::kRootNodeRef, name, Graph::kInvalidGroupRef);
+    d->outputs.append(QVariant());
+    return index;
+}
+
+int Renderer::addPass(const QString& name, RenderPass* pass, int parent)
+{
+    if (!pass || !d->graph.isValidNode(parent))
+        return Graph::kInvalidNodeRef;
+
+    const int index = d->passes.size();
+    d->passes.append(pass);
+    d->enabledFlags.append(true);
+
+    const int numInputs = pass->numInputs();
+    const int numOutputs = pass->numOutputs();
+    const int node = d->graph.addNode(name, numInputs, numOutputs, parent);
+    for (int i = 0; i < numInputs; ++i)
+        d->graph.setInputName(node, i, pass->inputName(i));
+    for (int i = 0; i < numOutputs; ++i)
+        d->graph.setOutputName(node, i, pass->outputName(i));
+    d->graph.setNodeValue(node, index);
+    return node;
+}
+
+int Renderer::addGroup(const QString& name, int numInputs, int numOutputs, int parent)
+{
+    if (!d->graph.isValidNode(parent))
+        return Graph::kInvalidNodeRef;
+    return d->graph.addNode(name, numInputs, numOutputs, parent);
+}
+
+void Renderer::setParameter(int i, const QVariant& value)
+{
+    Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    d->parameters[i] = value;
+}
+
+void Renderer::setEnabled(int node, bool on)
+{
+    const int v = d->passIndexOf(node);
+    if (v >= 0)
+        d->enabledFlags[v] = on;
+}
+
+void Renderer::setTarget(int node)
+{
+    d->target = node;
+}
+
+} // namespace Zrn
+} // namespace Morvane
