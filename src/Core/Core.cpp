@@ -85,6 +85,14 @@ QString askExecutablePath()
     return QFile::decodeName(buffer.data());
 }
 
+// The folder of `file` with every link resolved, or an empty string when it
+// cannot be resolved (QFileInfo alone answers "." for a missing file).
+QString canonicalFolder(const QString& file)
+{
+    const QFileInfo info(file);
+    return info.canonicalFilePath().isEmpty() ? QString() : info.canonicalPath();
+}
+
 } // namespace
 
 // ---------------------------------------------------------------- reports
@@ -163,7 +171,7 @@ QString resourcesPath()
 {
     QString& cache = resourcesPathCache();
     if (cache.isEmpty())
-        cache = QFileInfo(executablePath()).canonicalPath() + QLatin1String("/../Resources");
+        cache = canonicalFolder(executablePath()) + QLatin1String("/../Resources");
     return cache;
 }
 
