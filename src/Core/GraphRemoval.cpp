@@ -1,0 +1,261 @@
+// Removal of nodes, ports and groups, and purge(), which drops what removal
+// marked and renumbers the rest.
+
+#include "Graph_p.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace Morvane {
+namespace Zrn {
+
+namespace {
+
+bool inRange(int index, size_t size)
+{
+    return index >= 0 && size_t(index) < size;
+}
+
+// Which nodes the running removeChildNode() call has entered, kept per thread
+// so that removing a leaf from a large graph costs what it visits and not the
+// size of the graph: a node counts as entered when its stamp equals the
+// current epoch, so nothing has to be cleared between calls.
+struct RemovalScratch
+{
+    std::vector<std::uint32_t> stamps;
+    std::uint32_t epoch = 0;
+
+    std::uint32_t begin(size_t numNodes)
+    {
+        if (stamps.size() < numNodes)
+            stamps.resize(numNodes, 0);
+        if (++epoch == 0) { // wrapped: old stamps could match again
+            std::fill(stamps.begin(), stamps.end(), 0);
+            epoch = 1;
+        }
+        return epoch;
+    }
+};
+
+thread_local RemovalScratch removalScratch;
+
+// One node whose subtree is being removed: the next child position to visit
+// and the number of children it had when it was entered.
+struct RemovalFrame
+{
+    int node;
+    int cursor;
+    int count;
+};
+
+// Detaches every port of `ports` from `group` and erases the group's name.
+// Ports of later groups keep their numbers on purpose.
+void eraseGroup(std::vector<Port>& ports, std::vector<QString>& groups, int group)
+{
+    for (Port& port : ports) {
+        if (port.group == group)
+            port.group = Graph::kInvalidGroupRef;
+    }
+    groups.erase(groups.begin() + group);
+}
+
+// The new reference of old slot `ref` by `map`, or -1 when the map has no
+// entry for it.
+int mapped(const std::vector<int>& map, int ref)
+{
+    return inRange(ref, map.size()) ? map[size_t(ref)] : -1;
+}
+
+// Builds the map from old slots to new references: -1 for a removed record,
+// otherwise the number of live records before it.
+template <typename Record>
+std::vector<int> buildMap(const std::vector<Record>& records)
+{
+    std::vector<int> map(records.size(), -1);
+    int counter = 0;
+    for (size_t i = 0; i < records.size(); ++i) {
+        if (!records[i].removed)
+            map[i] = counter++;
+    }
+    return map;
+}
+
+void remapPorts(std::vector<Port>& ports, const std::vector<int>& edgeMap)
+{
+    for (Port& port : ports) {
+        if (port.source != Graph::kInvalidEdgeRef)
+            port.source = mapped(edgeMap, port.source);
+        for (int& edge : port.destinations)
+            edge = mapped(edgeMap, edge);
+    }
+}
+
+QVector<int> toQVector(const std::vector<int>& values)
+{
+    QVector<int> result;
+    result.reserve(int(values.size()));
+    for (int value : values)
+        result.append(value);
+    return result;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- nodes
+
+void Graph::removeNode(int node)
+{
+    if (!d->validNode(node))
+        return;
+    const int parent = d->parentOf(node);
+    removeChildNode(node);
+    // purge() leaves parent fields as they were, so the old parent slot may
+    // lie beyond the compacted storage: then there is no list to leave.
+    if (!inRange(parent, d->nodes.size()))
+        return;
+    std::vector<int>& siblings = d->node(parent).children;
+    const auto it = std::find(siblings.begin(), siblings.end(), node);
+    if (it != siblings.end())
+        siblings.erase(it);
+}
+
+void Graph::removeChildNode(int node)
+{
+    if (!d->validNode(node))
+        return;
+
+    RemovalScratch& scratch = removalScratch;
+    const std::uint32_t epoch = scratch.begin(d->nodes.size());
+    std::vector<RemovalFrame> stack;
+
+    // Removes the edges at every port of `n`: inputs, then outputs; per port
+    // its source first, then its destinations from the last position down so
+    // that each removal leaves the positions still to visit in place.
+    const auto removePortEdges = [this](std::vector<Port>& ports) {
+        // removeEdge() only edits sources and destination lists, so `ports`
+        // and its elements stay where they are throughout.
+        for (Port& port : ports) {
+            if (port.source != kInvalidEdgeRef)
+                removeEdge(port.source);
+            for (int k = int(port.destinations.size()) - 1; k >= 0; --k) {
+                if (size_t(k) < port.destinations.size())
+                    removeEdge(port.destinations[size_t(k)]);
+            }
+        }
+    };
+    const auto enter = [&](int n) {
+        scratch.stamps[size_t(n)] = epoch;
+        removePortEdges(d->node(n).inputs);
+        removePortEdges(d->node(n).outputs);
+        stack.push_back(RemovalFrame{n, 0, int(d->node(n).children.size())});
+    };
+
+    // Depth first with a stack of our own rather than recursion, so that a
+    // hierarchy of any depth is removed without exhausting the call stack.
+    // The effects come in the order of the recursive formulation: a node's
+    // edges when it is entered, then its children in position order, then
+    // its children list is emptied and its flag set.
+    enter(node);
+    while (!stack.empty()) {
+        RemovalFrame& top = stack.back();
+        const std::vector<int>& children = d->node(top.node).children;
+        if (top.cursor < top.count && size_t(top.cursor) < children.size()) {
+            const int child = children[size_t(top.cursor)];
+            ++top.cursor;
+            // A child outside the storage, or one entered earlier in this
+            // call, is passed over. Neither happens in a tree; only purge()'s
+            // rewrite of children lists can list a node twice or under
+            // itself, and entering it again would change nothing or never end.
+            if (!inRange(child, d->nodes.size()) || scratch.stamps[size_t(child)] == epoch)
+                continue;
+            enter(child); // may reallocate the stack: `top` is not used after
+        } else {
+            Node& done = d->node(top.node);
+            done.children.clear();
+            done.removed = true;
+            stack.pop_back();
+        }
+    }
+}
+
+// ---------------------------------------------------------------- ports and groups
+
+void Graph::removeInput(int node, int input)
+{
+    if (!isValidInput(node, input))
+        return;
+    std::vector<Port>& inputs = d->node(node).inputs;
+    inputs.erase(inputs.begin() + input);
+}
+
+void Graph::removeOutput(int node, int output)
+{
+    if (!isValidOutput(node, output))
+        return;
+    std::vector<Port>& outputs = d->node(node).outputs;
+    outputs.erase(outputs.begin() + output);
+}
+
+void Graph::removeInputGroup(int node, int group)
+{
+    if (!isValidInputGroup(node, group))
+        return;
+    Node& n = d->node(node);
+    eraseGroup(n.inputs, n.inputGroups, group);
+}
+
+void Graph::removeOutputGroup(int node, int group)
+{
+    if (!isValidOutputGroup(node, group))
+        return;
+    Node& n = d->node(node);
+    eraseGroup(n.outputs, n.outputGroups, group);
+}
+
+// ---------------------------------------------------------------- purge
+
+void Graph::purge()
+{
+    purge(nullptr, nullptr);
+}
+
+void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
+{
+    const std::vector<int> nodesTo = buildMap(d->nodes);
+    const std::vector<int> edgesTo = buildMap(d->edges);
+
+    for (Node& node : d->nodes) {
+        if (node.removed)
+            continue;
+        remapPorts(node.inputs, edgesTo);
+        remapPorts(node.outputs, edgesTo);
+        // Position k receives the new reference of old slot k, not of the
+        // child stored there; callers rely on this as it is. A position with
+        // no slot of its own (possible once earlier purges have shortened the
+        // storage below a list's length) receives -1. `parent` is left alone.
+        for (size_t k = 0; k < node.children.size(); ++k)
+            node.children[k] = mapped(nodesTo, int(k));
+    }
+    for (Edge& edge : d->edges) {
+        if (edge.removed)
+            continue;
+        edge.srcNode = mapped(nodesTo, edge.srcNode);
+        edge.dstNode = mapped(nodesTo, edge.dstNode);
+    }
+
+    d->nodes.erase(std::remove_if(d->nodes.begin(), d->nodes.end(),
+                                  [](const Node& n) { return n.removed; }),
+                   d->nodes.end());
+    d->edges.erase(std::remove_if(d->edges.begin(), d->edges.end(),
+                                  [](const Edge& e) { return e.removed; }),
+                   d->edges.end());
+
+    if (nodeMap)
+        *nodeMap = toQVector(nodesTo);
+    if (edgeMap)
+        *edgeMap = toQVector(edgesTo);
+}
+
+} // namespace Zrn
+} // namespace Morvane
