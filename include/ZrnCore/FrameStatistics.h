@@ -20,7 +20,7 @@ namespace Zrn {
 class ZRNCORE_EXPORT FrameStatistics
 {
 public:
-    static constexpr int kHistorySize = 100;
+    static constexpr int kHistorySize = 100; ///< number of frame times the history ring holds
 
     /// Starts with an invalid timer, no frames and a zeroed history.
     FrameStatistics();
@@ -36,8 +36,10 @@ public:
     /// or 0 before the first frame.
     double mean() const;
     /// Returns the frame timer, invalid while no frame is being timed.
+    ///@{
     const QElapsedTimer& timer() const { return m_timer; }
     QElapsedTimer& timer() { return m_timer; }
+    ///@}
 
     /// Starts the frame timer.
     void begin();

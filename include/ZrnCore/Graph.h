@@ -94,77 +94,109 @@ public:
     // ------------------------------------------------------------ ports and groups
     /// Return the number of inputs, outputs, input groups or output groups of
     /// `node`, a valid node.
+    ///@{
     int numInputs(int node) const;
     int numOutputs(int node) const;
     int numInputGroups(int node) const;
     int numOutputGroups(int node) const;
+    ///@}
     /// Return the index of the first input (output) of `node` named `name`,
     /// or -1 when none is. `node` must be valid.
+    ///@{
     int findInput(int node, const QString& name) const;
     int findOutput(int node, const QString& name) const;
+    ///@}
     /// Return the reference of the first input (output) group of `node`
     /// named `name`, or kInvalidGroupRef. `node` must be valid.
+    ///@{
     int findInputGroup(int node, const QString& name) const;
     int findOutputGroup(int node, const QString& name) const;
+    ///@}
     /// Return a copy of a port's name. The port must exist.
+    ///@{
     QString inputName(int node, int input) const;
     QString outputName(int node, int output) const;
+    ///@}
     /// Return the group a port belongs to, -1 for none. The value is stored
     /// as given and may name a group that does not exist. The port must exist.
+    ///@{
     int inputGroup(int node, int input) const;
     int outputGroup(int node, int output) const;
+    ///@}
     /// Return a copy of a group's name. The group must exist.
+    ///@{
     QString inputGroupName(int node, int group) const;
     QString outputGroupName(int node, int group) const;
+    ///@}
     /// Return true when `node` is valid and the index is in range. Safe for any ints.
+    ///@{
     bool isValidInput(int node, int input) const;
     bool isValidOutput(int node, int output) const;
     bool isValidInputGroup(int node, int group) const;
     bool isValidOutputGroup(int node, int group) const;
+    ///@}
 
     /// Append an input (output) named `name` in group `group` to `node` and
     /// return its index. `group` is stored unchecked; -1 means no group.
     /// `node` must be valid.
+    ///@{
     int addInput(int node, const QString& name, int group);
     int addOutput(int node, const QString& name, int group);
+    ///@}
     /// Append an input (output) group named `name` to `node` and return its
     /// reference. No port changes group. `node` must be valid.
+    ///@{
     int addInputGroup(int node, const QString& name);
     int addOutputGroup(int node, const QString& name);
+    ///@}
     /// Rename a port or a group. The port or group must exist.
+    ///@{
     void setInputName(int node, int input, const QString& name);
     void setOutputName(int node, int output, const QString& name);
     void setInputGroupName(int node, int group, const QString& name);
     void setOutputGroupName(int node, int group, const QString& name);
+    ///@}
 
     // ------------------------------------------------------------ edges
     /// Return the stored fields of `edge`, which must be in range; a removed
     /// edge still answers with what it held.
+    ///@{
     int edgeSourceNode(int edge) const;
     int edgeSourceIndex(int edge) const;
     int edgeDestNode(int edge) const;
     int edgeDestIndex(int edge) const;
+    ///@}
     /// Returns true when `edge` is in range and not removed. Safe for any int.
     bool isValidEdge(int edge) const;
     /// Return true when `edge` is valid and, by the parents of its two
     /// nodes, a regular (sibling), down or up edge. Safe for any int.
+    ///@{
     bool isRegularEdge(int edge) const;
     bool isDownEdge(int edge) const;
     bool isUpEdge(int edge) const;
+    ///@}
     /// Return the edge feeding a port, -1 when none does. The port must exist.
+    ///@{
     int inputSource(int node, int input) const;
     int outputSource(int node, int output) const;
+    ///@}
     /// Return the number of edges leaving a port. The port must exist.
+    ///@{
     int numInputDestinations(int node, int input) const;
     int numOutputDestinations(int node, int output) const;
+    ///@}
     /// Return the edge at position `index` of a port's destinations, oldest
     /// first. The port and the position must exist.
+    ///@{
     int inputDestination(int node, int input, int index) const;
     int outputDestination(int node, int output, int index) const;
+    ///@}
     /// Return true when the port is valid and 0 <= index < its number of
     /// destinations. Safe for any ints; the edge held there is not checked.
+    ///@{
     bool isValidInputDestination(int node, int input, int index) const;
     bool isValidOutputDestination(int node, int output, int index) const;
+    ///@}
     /// Returns true when `a` is `b` or lies upstream of `b`, searching
     /// breadth-first along regular edges; with `throughHierarchy` the search
     /// also climbs down edges and descends up edges and queues the innermost
@@ -246,12 +278,16 @@ public:
     void removeChildNode(int node);
     /// Erase a port; later ports move down one index. No edge is touched:
     /// disconnect the port first. The port must exist.
+    ///@{
     void removeInput(int node, int input);
     void removeOutput(int node, int output);
+    ///@}
     /// Detach the ports of a group (their group becomes -1) and erase the
     /// group; ports of later groups keep their old numbers. The group must exist.
+    ///@{
     void removeInputGroup(int node, int group);
     void removeOutputGroup(int node, int group);
+    ///@}
     /// Drops removed nodes and edges and renumbers the rest in order. Every
     /// `children` list is rewritten so that position k holds the new
     /// reference of old slot k, and `parent` fields are left as they were:

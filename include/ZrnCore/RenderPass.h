@@ -57,10 +57,12 @@ public:
     virtual void teardown(RenderCallbacks* cb) = 0;
     /// Return the number of ports and their names. Read once by
     /// Renderer::addPass(); they must not change afterwards.
+    ///@{
     virtual int numInputs() const = 0;
     virtual int numOutputs() const = 0;
     virtual QString inputName(int input) const = 0;
     virtual QString outputName(int output) const = 0;
+    ///@}
     /// Delivers the value of input `input` before the pass runs.
     virtual void setInput(int input, const QVariant& value) = 0;
     /// Returns the value delivered to `input` when nothing upstream supplies one.

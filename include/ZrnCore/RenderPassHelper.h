@@ -31,8 +31,8 @@ public:
     /// A port's name and its current value.
     struct NamedValue
     {
-        QString name;
-        QVariant value;
+        QString name;   ///< the port's name
+        QVariant value; ///< the port's current value
     };
 
     /// Starts with no ports, an invalid frame timer, no frames and error code 0.
@@ -41,22 +41,30 @@ public:
 
     /// Return the index of the first input (output) named `name`, exact and
     /// case-sensitive, or -1 when none is.
+    ///@{
     int findInput(const QString& name) const;
     int findOutput(const QString& name) const;
+    ///@}
     /// Returns the user count of `output` set for the current frame.
     int numOutputUsers(int output) const;
 
     /// Return the pass's frame statistics, recorded by beginFrame() and
-    /// endFrame() (see FrameStatistics for the rule).
+    /// endFrame() (see FrameStatistics for the rule): the whole record, the
+    /// number of frames recorded, the sum of the frame times in the history
+    /// (ms), and the history ring of FrameStatistics::kHistorySize times.
+    ///@{
     const FrameStatistics& frameStatistics() const { return m_frameStats; }
     int frameCount() const { return m_frameStats.count(); }
     double frameTimeSum() const { return m_frameStats.sum(); }
     const double* frameTimes() const { return m_frameStats.times(); }
+    ///@}
     /// Returns the mean frame time over the last min(frameCount(), 100) frames.
     double meanFrameTime() const { return m_frameStats.mean(); }
     /// Return the frame timer, invalid while no frame is being timed.
+    ///@{
     const QElapsedTimer& frameTimer() const { return m_frameStats.timer(); }
     QElapsedTimer& frameTimer() { return m_frameStats.timer(); }
+    ///@}
 
     /// Appends an input named `name` whose current value is invalid and
     /// whose default is `defaultValue`; returns its index (0, 1, 2 ...).

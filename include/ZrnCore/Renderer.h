@@ -58,8 +58,10 @@ public:
 
     // ------------------------------------------------------------ queries
     /// Returns the renderer's graph, for wiring and inspection.
+    ///@{
     Graph& getGraph();
     const Graph& getGraph() const;
+    ///@}
     /// Returns the number of parameters.
     int numParameters() const;
     /// Returns the index of the first parameter named `name`, or -1.
@@ -101,16 +103,22 @@ public:
     int getNumPasses() const;
 
     /// Return the renderer's frame statistics, recorded by beginFrame() and
-    /// endFrame().
+    /// endFrame() (see FrameStatistics for the rule): the whole record, the
+    /// number of frames recorded, the sum of the frame times in the history
+    /// (ms), and the history ring of FrameStatistics::kHistorySize times.
+    ///@{
     const FrameStatistics& frameStatistics() const { return m_frameStats; }
     int frameCount() const { return m_frameStats.count(); }
     double frameTimeSum() const { return m_frameStats.sum(); }
     const double* frameTimes() const { return m_frameStats.times(); }
+    ///@}
     /// Returns the mean frame time over the last min(frameCount(), 100) frames.
     double meanFrameTime() const { return m_frameStats.mean(); }
     /// Return the frame timer, invalid while no frame is being timed.
+    ///@{
     const QElapsedTimer& frameTimer() const { return m_frameStats.timer(); }
     QElapsedTimer& frameTimer() { return m_frameStats.timer(); }
+    ///@}
 
     // ------------------------------------------------------------ composition
     /// Adds an input named `name`, in no group, to the root node and records
