@@ -1,0 +1,179 @@
+// The Graphviz dump: whole lines on the debug channel, and the same text as
+// a string.
+
+#include "TestSupport.h"
+
+#include <ZrnCore/Graph.h>
+#include <ZrnCore/GraphvizDump.h>
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+
+QT_BEGIN_NAMESPACE
+void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
+void PrintTo(const QStringList& l, std::ostream* os) { *os << "[\n" << l.join(QStringLiteral("\n")).toStdString() << "\n]"; }
+QT_END_NAMESPACE
+
+using namespace Morvane::Zrn;
+using ZrnTest::MessageCapture;
+
+namespace {
+
+QString S(const char* text) { return QString::fromUtf8(text); }
+
+// The fixed lines around the node and edge lines.
+QStringList expectedDump(const QStringList& nodeLines, const QStringList& edgeLines)
+{
+    QStringList lines{S("digraph \"Zrn\" {"), S("  rankdir=LR;"), S(" "), S("  // Nodes")};
+    lines << nodeLines << S(" ") << S("  // Edges") << edgeLines << S("}");
+    return lines;
+}
+
+// Dumps `graph` on the debug channel and checks that nothing else was
+// written and that graphvizText() gives the same lines.
+QStringList dumpLines(const Graph& graph)
+{
+    MessageCapture capture;
+    dumpAsGraphviz(&graph);
+    EXPECT_TRUE(capture.critical.isEmpty());
+    EXPECT_TRUE(capture.other.isEmpty());
+    const QString text = graphvizText(&graph);
+    EXPECT_TRUE(text.endsWith(QLatin1Char('\n')));
+    EXPECT_EQ(text, capture.debug.join(QLatin1Char('\n')) + QLatin1Char('\n'));
+    return capture.debug;
+}
+
+TEST(GraphvizDump, EmptyGraphGivesTheFixedLinesOnly)
+{
+    Graph g;
+    const QStringList expected{S("digraph \"Zrn\" {"), S("  rankdir=LR;"), S(" "), S("  // Nodes"),
+                               S(" "), S("  // Edges"), S("}")};
+    EXPECT_EQ(dumpLines(g), expected);
+    EXPECT_EQ(graphvizText(&g), S("digraph \"Zrn\" {\n  rankdir=LR;\n \n  // Nodes\n \n  // Edges\n}\n"));
+}
+
+TEST(GraphvizDump, NodesWithoutEdgesAreListedInChildOrder)
+{
+    Graph g;
+    g.addNode(S("second"), 0, 0, Graph::kRootNodeRef);
+    g.addNode(S("first"), 0, 0, Graph::kRootNodeRef);
+    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"second\";"), S("  \"first\";")}, {}));
+}
+
+TEST(GraphvizDump, TwoOutputsFeedingOneNodeGiveOneEdgeLine)
+{
+    Graph g;
+    const int a = g.addNode(S("A"), 0, 2, Graph::kRootNodeRef);
+    const int b = g.addNode(S("B"), 2, 0, Graph::kRootNodeRef);
+    ASSERT_NE(g.addEdge(a, 0, b, 0), -1);
+    ASSERT_NE(g.addEdge(a, 1, b, 1), -1);
+    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";"), S("  \"B\";")}, {S("  \"A\" -> \"B\";")}));
+}
+
+TEST(GraphvizDump, FanOutListsDestinationsInTheOrderFirstMet)
+{
+    Graph g;
+    const int a = g.addNode(S("A"), 0, 2, Graph::kRootNodeRef);
+    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    const int c = g.addNode(S("C"), 2, 0, Graph::kRootNodeRef);
+    ASSERT_NE(g.addEdge(a, 0, b, 0), -1); // A feeds B, then C
+    ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
+    ASSERT_NE(g.addEdge(a, 1, c, 1), -1);
+    EXPECT_EQ(dumpLines(g),
+              expectedDump({S("  \"A\";"), S("  \"B\";"), S("  \"C\";")},
+                           {S("  \"A\" -> \"B\";"), S("  \"A\" -> \"C\";")}));
+}
+
+TEST(GraphvizDump, OutputOrderDecidesBeforeEdgeAge)
+{
+    Graph g;
+    const int a = g.addNode(S("A"), 0, 2, Graph::kRootNodeRef);
+    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    const int c = g.addNode(S("C"), 1, 0, Graph::kRootNodeRef);
+    ASSERT_NE(g.addEdge(a, 1, b, 0), -1); // older edge, later output
+    ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
+    const QStringList lines = dumpLines(g);
+    EXPECT_EQ(lines.mid(9), (QStringList{S("  \"A\" -> \"C\";"), S("  \"A\" -> \"B\";"), S("}")}));
+}
+
+TEST(GraphvizDump, SameDestinationIsPrintedOncePerSourceNode)
+{
+    Graph g;
+    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(S("B"), 0, 1, Graph::kRootNodeRef);
+    const int c = g.addNode(S("C"), 2, 0, Graph::kRootNodeRef);
+    ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
+    ASSERT_NE(g.addEdge(b, 0, c, 1), -1);
+    EXPECT_EQ(dumpLines(g),
+              expectedDump({S("  \"A\";"), S("  \"B\";"), S("  \"C\";")},
+                           {S("  \"A\" -> \"C\";"), S("  \"B\" -> \"C\";")}));
+}
+
+TEST(GraphvizDump, NestedNodesAndTheirEdgesAreNotShown)
+{
+    Graph g;
+    const int outer = g.addNode(S("Outer"), 1, 1, Graph::kRootNodeRef);
+    const int x = g.addNode(S("x"), 1, 1, outer);
+    const int y = g.addNode(S("y"), 1, 1, outer);
+    ASSERT_NE(g.addEdge(x, 0, y, 0), -1);
+    ASSERT_NE(g.addDownEdge(0, x, 0), -1);
+    ASSERT_NE(g.addUpEdge(0, y, 0), -1);
+    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"Outer\";")}, {}));
+}
+
+TEST(GraphvizDump, UpEdgeToTheRootNamesTheRootWhichIsEmpty)
+{
+    Graph g;
+    g.addOutput(Graph::kRootNodeRef, S("result"), -1);
+    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
+    ASSERT_NE(g.addUpEdge(0, a, 0), -1);
+    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";")}, {S("  \"A\" -> \"\";")}));
+}
+
+TEST(GraphvizDump, RemovedEdgeIsNotListed)
+{
+    Graph g;
+    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    const int c = g.addNode(S("C"), 1, 0, Graph::kRootNodeRef);
+    const int e = g.addEdge(a, 0, b, 0);
+    ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
+    g.removeEdge(e);
+    EXPECT_EQ(dumpLines(g).mid(9), (QStringList{S("  \"A\" -> \"C\";"), S("}")}));
+}
+
+TEST(GraphvizDump, NamesArePrintedAsTheyStand)
+{
+    Graph g;
+    const int a = g.addNode(S("say \"hi\" 100%"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(QString(), 1, 0, Graph::kRootNodeRef);
+    ASSERT_NE(g.addEdge(a, 0, b, 0), -1);
+    EXPECT_EQ(dumpLines(g),
+              expectedDump({S("  \"say \"hi\" 100%\";"), S("  \"\";")}, {S("  \"say \"hi\" 100%\" -> \"\";")}));
+}
+
+TEST(GraphvizDump, NonLatin1NamesArePrintedAsTheLocalConversionYieldsThem)
+{
+    Graph g;
+    const QString name = S("\xce\xa9\xe2\x98\x83");
+    g.addNode(name, 0, 0, Graph::kRootNodeRef);
+    const QStringList lines = dumpLines(g);
+    ASSERT_EQ(lines.size(), 8);
+    EXPECT_EQ(lines.at(4), S("  \"") + QString::fromUtf8(name.toLocal8Bit()) + S("\";"));
+}
+
+TEST(GraphvizDump, DumpChangesNothing)
+{
+    Graph g;
+    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    g.addEdge(a, 0, b, 0);
+    const QString before = graphvizText(&g);
+    dumpLines(g);
+    EXPECT_EQ(graphvizText(&g), before);
+    EXPECT_EQ(g.numEdgesGlobal(), 1);
+    EXPECT_EQ(g.numNodesGlobal(), 3);
+}
+
+} // namespace
