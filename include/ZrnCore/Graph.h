@@ -235,36 +235,59 @@ public:
     void disconnectInputGroup(int node, int group);
 
     // ------------------------------------------------------------ connection by name
-    /// Looks up output `srcOutputName` of `srcNode` and input `dstInputName`
-    /// of `dstNode`, reports each failed lookup on the critical channel, and
-    /// returns addEdge() of what it found (-1 for a failed lookup, so the edge
-    /// is then refused).
+    // Names match exactly; the first of a name wins. An invalid node is a
+    // failed lookup, never a crash. A report is one qCritical line such as
+    // "[Graph.cpp:681] [ !! ] Assertion '<check>' failed: <message>", after
+    // which the operation carries on. Refusals of addEdge(), addDownEdge()
+    // and addUpEdge() hold and are never reported.
+
+    /// Looks up output `srcOutputName` of `srcNode` (reporting line 681,
+    /// "Source output '<name>' is not valid", when it is not found), then input
+    /// `dstInputName` of `dstNode` (line 682, "Dest input '<name>' is not
+    /// valid"), and returns addEdge() of what it found. A failed lookup gives
+    /// -1, so the edge is refused and the graph is unchanged.
     int addEdgeByName(int srcNode, const QString& srcOutputName, int dstNode, const QString& dstInputName);
-    /// Checks `childNode`, looks up its input `childInputName` and its
-    /// parent's input `parentInputName`, reports each failed check on the
-    /// critical channel, and returns addDownEdge() of what it found.
+    /// Checks, in this order and reporting each failure: that `childNode` is
+    /// valid (line 717); that it has an input `childInputName` (718); that its
+    /// parent has an input `parentInputName` (719). Every report's message is
+    /// "Parent '<parentInputName>' Child '<childInputName>'": port names, not
+    /// node names. Returns addDownEdge() of what it found. An invalid child
+    /// fails all three checks; the root fails the last one (no parent).
     int addDownEdgeByName(const QString& parentInputName, int childNode, const QString& childInputName);
     /// Looks up output `parentOutputName` of the parent of `childNode` and
     /// output `childOutputName` of `childNode` and returns addUpEdge() of
-    /// them. Reports nothing; a failed lookup makes the edge refused.
+    /// them. Unlike the two above it reports nothing; a failed lookup (or an
+    /// invalid or root `childNode`) makes the edge refused.
     int addUpEdgeByName(const QString& parentOutputName, int childNode, const QString& childOutputName);
-    /// For each input of `dstNode` that has no source, in index order, tries
-    /// one addEdge() from the first output of `srcNode` with the same name
-    /// that has no destinations or feeds siblings. Refused edges are skipped.
+    /// For each input of `dstNode` that has no source, in index order, makes
+    /// one addEdge() attempt from the first output of `srcNode` of the same
+    /// name that has no destinations or whose first is a regular edge (an
+    /// output feeding its parent is passed over). Refused edges are simply
+    /// not made. Does nothing when either node is invalid.
     void connectByName(int srcNode, int dstNode);
-    /// As connectByName(), limited to outputs in output group `srcGroup` and
-    /// inputs in input group `dstGroup` (-1 selects ports in no group).
+    /// As connectByName(), limited to outputs of `srcNode` in output group
+    /// `srcGroup` and inputs of `dstNode` in input group `dstGroup`. -1 is
+    /// compared like any group and so selects the ports in no group.
     void connectGroups(int srcNode, int srcGroup, int dstNode, int dstGroup);
-    /// Looks up both groups by name (an unknown name gives -1, which selects
-    /// the ungrouped ports) and calls connectGroups().
+    /// Looks up output group `srcGroupName` of `srcNode` and input group
+    /// `dstGroupName` of `dstNode` and calls connectGroups(). An unknown name
+    /// gives -1, which selects the ungrouped ports on that side; nothing is
+    /// reported. Does nothing when either node is invalid.
     void connectNamedGroups(int srcNode, const QString& srcGroupName, int dstNode, const QString& dstGroupName);
-    /// For each input of `childNode` that has no source, tries one
-    /// addDownEdge() from the first same-named input of the parent that has
-    /// no destinations or already feeds down edges.
+    /// For each input of `childNode` that has no source, makes one
+    /// addDownEdge() attempt from the first same-named input of the parent
+    /// that has no destinations or whose first destination is a down edge.
+    /// Does nothing for the root or an invalid node.
     void connectDownByName(int childNode);
-    /// For each output of `childNode` that has no source itself, tries one
-    /// addUpEdge() into the first same-named output of the parent that has no
-    /// destinations or already receives up edges.
+    /// For each output of `childNode` that has no source itself (is not
+    /// produced inside the child), makes one addUpEdge() attempt into the
+    /// first same-named output of the parent that has no destinations or
+    /// whose first destination is an up edge. These filters test other ports
+    /// than addUpEdge() does (it refuses a parent output that already has a
+    /// source, or a child output that feeds siblings), and the search for a
+    /// child output ends after its first attempt even when that is refused:
+    /// a later free parent output of the same name is not tried. Does nothing
+    /// for the root or an invalid node.
     void connectUpByName(int childNode);
 
     // ------------------------------------------------------------ removal and purge
