@@ -1,0 +1,657 @@
+// Removal of nodes, ports and groups, and purge().
+
+#include <ZrnCore/Graph.h>
+
+#include <gtest/gtest.h>
+
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
+#include <vector>
+
+using Morvane::Zrn::Graph;
+
+namespace {
+
+QString name(const char* text)
+{
+    return QString::fromLatin1(text);
+}
+
+// The children list of `parent`, as getNode() reads it.
+std::vector<int> childrenOf(const Graph& g, int parent)
+{
+    std::vector<int> result;
+    for (int k = 0; k < g.numNodes(parent); ++k)
+        result.push_back(g.getNode(k, parent));
+    return result;
+}
+
+std::vector<int> inputDestinations(const Graph& g, int node, int input)
+{
+    std::vector<int> result;
+    for (int k = 0; k < g.numInputDestinations(node, input); ++k)
+        result.push_back(g.inputDestination(node, input, k));
+    return result;
+}
+
+std::vector<int> outputDestinations(const Graph& g, int node, int output)
+{
+    std::vector<int> result;
+    for (int k = 0; k < g.numOutputDestinations(node, output); ++k)
+        result.push_back(g.outputDestination(node, output, k));
+    return result;
+}
+
+std::vector<int> toStd(const QVector<int>& values)
+{
+    return std::vector<int>(values.begin(), values.end());
+}
+
+// ---------------------------------------------------------------- removing nodes
+
+TEST(GraphRemoveNode, LeafTurnsInvalidAndLaterSiblingsMoveDown)
+{
+    Graph g;
+    const int a = g.addNode(name("a"), 0, 0, 0);
+    const int b = g.addNode(name("b"), 0, 0, 0);
+    const int c = g.addNode(name("c"), 0, 0, 0);
+    ASSERT_EQ(g.indexOfNode(c), 2);
+
+    g.removeNode(b);
+
+    EXPECT_FALSE(g.isValidNode(b));
+    EXPECT_EQ(g.numNodesGlobal(), 4);
+    EXPECT_EQ(g.numNodes(0), 2);
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{a, c}));
+    EXPECT_EQ(g.indexOfNode(a), 0);
+    EXPECT_EQ(g.indexOfNode(c), 1);
+    EXPECT_TRUE(g.isValidNode(a));
+    EXPECT_TRUE(g.isValidNode(c));
+}
+
+// Root (1 input) holds S, composite C, and sinks T, U, V, W.
+//   e0  S.out0 -> C.in0        e5  c2.out0 -> C.out0 (up)
+//   e1  C.in0  -> c1.in0 (down) e6  C.out0 -> T.in0
+//   e2  c1.out0 -> c2.in0       e7  C.out0 -> U.in0
+//   e3  c2.in0 -> g.in0 (down)  e8  C.out0 -> V.in0
+//   e4  g.out0 -> c2.out0 (up)  e9  S.out0 -> W.in0   (outside C)
+//   e10 root.in0 -> S.in0 (down, outside C)
+struct NestedFixture
+{
+    Graph g;
+    int s, c, c1, c2, gc, t, u, v, w;
+    std::vector<int> edges;
+
+    NestedFixture()
+    {
+        g.addInput(0, name("rootIn"), -1);
+        s = g.addNode(name("S"), 1, 1, 0);
+        c = g.addNode(name("C"), 1, 1, 0);
+        c1 = g.addNode(name("c1"), 1, 1, c);
+        c2 = g.addNode(name("c2"), 1, 1, c);
+        gc = g.addNode(name("g"), 1, 1, c2);
+        t = g.addNode(name("T"), 1, 0, 0);
+        u = g.addNode(name("U"), 1, 0, 0);
+        v = g.addNode(name("V"), 1, 0, 0);
+        w = g.addNode(name("W"), 1, 0, 0);
+        edges = {
+            g.addEdge(s, 0, c, 0),   g.addDownEdge(0, c1, 0), g.addEdge(c1, 0, c2, 0),
+            g.addDownEdge(0, gc, 0), g.addUpEdge(0, gc, 0),   g.addUpEdge(0, c2, 0),
+            g.addEdge(c, 0, t, 0),   g.addEdge(c, 0, u, 0),   g.addEdge(c, 0, v, 0),
+            g.addEdge(s, 0, w, 0),   g.addDownEdge(0, s, 0),
+        };
+        for (int i = 0; i < int(edges.size()); ++i)
+            EXPECT_EQ(edges[size_t(i)], i);
+    }
+};
+
+TEST(GraphRemoveNode, NodeWithChildrenTakesEveryDescendantAndEveryEdgeAtTheirPorts)
+{
+    NestedFixture f;
+    Graph& g = f.g;
+
+    g.removeNode(f.c);
+
+    for (int n : {f.c, f.c1, f.c2, f.gc})
+        EXPECT_FALSE(g.isValidNode(n)) << n;
+    for (int n : {0, f.s, f.t, f.u, f.v, f.w})
+        EXPECT_TRUE(g.isValidNode(n)) << n;
+    for (int e = 0; e <= 8; ++e)
+        EXPECT_FALSE(g.isValidEdge(e)) << e;
+    EXPECT_TRUE(g.isValidEdge(9));
+    EXPECT_TRUE(g.isValidEdge(10));
+    EXPECT_EQ(g.numEdgesGlobal(), 11);
+    EXPECT_EQ(g.numNodesGlobal(), 10);
+
+    // What is left outside C: S keeps only its edge to W, the sinks lost theirs.
+    EXPECT_EQ(outputDestinations(g, f.s, 0), (std::vector<int>{9}));
+    EXPECT_EQ(g.inputSource(f.s, 0), 10);
+    EXPECT_EQ(inputDestinations(g, 0, 0), (std::vector<int>{10}));
+    EXPECT_EQ(g.inputSource(f.t, 0), -1);
+    EXPECT_EQ(g.inputSource(f.u, 0), -1);
+    EXPECT_EQ(g.inputSource(f.v, 0), -1);
+    EXPECT_EQ(g.inputSource(f.w, 0), 9);
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{f.s, f.t, f.u, f.v, f.w}));
+    // Removed edges keep their fields.
+    EXPECT_EQ(g.edgeSourceNode(8), f.c);
+    EXPECT_EQ(g.edgeDestNode(8), f.v);
+}
+
+TEST(GraphRemoveNode, RemovedSubtreeKeepsItsPortsUnconnectedAndItsParentFields)
+{
+    NestedFixture f;
+    Graph& g = f.g;
+    g.removeNode(f.c);
+    // Only unchecked reads are possible on removed nodes: the parent fields
+    // stay as they were.
+    EXPECT_EQ(g.parentNode(f.c), 0);
+    EXPECT_EQ(g.parentNode(f.c2), f.c);
+    EXPECT_EQ(g.parentNode(f.gc), f.c2);
+    EXPECT_EQ(g.indexOfNode(f.c), -1); // no longer among the root's children
+}
+
+TEST(GraphRemoveNode, PortWithThreeDestinationsLosesAllThree)
+{
+    Graph g;
+    const int a = g.addNode(name("a"), 0, 1, 0);
+    const int b1 = g.addNode(name("b1"), 1, 0, 0);
+    const int b2 = g.addNode(name("b2"), 1, 0, 0);
+    const int b3 = g.addNode(name("b3"), 1, 0, 0);
+    ASSERT_EQ(g.addEdge(a, 0, b1, 0), 0);
+    ASSERT_EQ(g.addEdge(a, 0, b2, 0), 1);
+    ASSERT_EQ(g.addEdge(a, 0, b3, 0), 2);
+
+    g.removeNode(a);
+
+    for (int e : {0, 1, 2})
+        EXPECT_FALSE(g.isValidEdge(e)) << e;
+    for (int b : {b1, b2, b3})
+        EXPECT_EQ(g.inputSource(b, 0), -1) << b;
+}
+
+TEST(GraphRemoveNode, RemoveChildNodeLeavesTheNodeListedAmongItsParentsChildren)
+{
+    Graph g;
+    const int a = g.addNode(name("a"), 0, 1, 0);
+    const int b = g.addNode(name("b"), 1, 0, 0);
+    const int bc = g.addNode(name("bc"), 0, 0, b);
+    ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
+
+    g.removeChildNode(b);
+
+    EXPECT_FALSE(g.isValidNode(b));
+    EXPECT_FALSE(g.isValidNode(bc));
+    EXPECT_FALSE(g.isValidEdge(0));
+    EXPECT_EQ(g.numNodes(0), 2);
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{a, b}));
+    EXPECT_EQ(g.indexOfNode(b), 1);
+    EXPECT_EQ(g.numOutputDestinations(a, 0), 0);
+}
+
+TEST(GraphRemoveNode, RemovingTheRootRemovesTheWholeTree)
+{
+    NestedFixture f;
+    Graph& g = f.g;
+
+    g.removeNode(0);
+
+    for (int n = 0; n < g.numNodesGlobal(); ++n)
+        EXPECT_FALSE(g.isValidNode(n)) << n;
+    for (int e = 0; e < g.numEdgesGlobal(); ++e)
+        EXPECT_FALSE(g.isValidEdge(e)) << e;
+    EXPECT_EQ(g.numNodesGlobal(), 10);
+    EXPECT_EQ(g.numEdgesGlobal(), 11);
+
+    g.removeNode(0); // nothing valid is left: a second call does nothing
+    g.removeChildNode(0);
+    EXPECT_EQ(g.numNodesGlobal(), 10);
+}
+
+TEST(GraphRemoveNode, InvalidOrRemovedReferencesAreIgnored)
+{
+    Graph g;
+    const int a = g.addNode(name("a"), 0, 0, 0);
+    const int b = g.addNode(name("b"), 0, 0, 0);
+    g.removeChildNode(b);
+    ASSERT_EQ(childrenOf(g, 0), (std::vector<int>{a, b}));
+
+    g.removeNode(-1);
+    g.removeNode(g.numNodesGlobal());
+    g.removeChildNode(-1);
+    g.removeChildNode(g.numNodesGlobal());
+    // b is removed already: removeNode() does not take it out of the list.
+    g.removeNode(b);
+
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{a, b}));
+    EXPECT_TRUE(g.isValidNode(0));
+    EXPECT_TRUE(g.isValidNode(a));
+    EXPECT_EQ(g.numNodesGlobal(), 3);
+}
+
+TEST(GraphRemoveNode, ParentOfAChildRemovedEarlierIsRemovedWithIt)
+{
+    Graph g;
+    const int p = g.addNode(name("p"), 1, 0, 0);
+    const int k1 = g.addNode(name("k1"), 1, 0, p);
+    const int k2 = g.addNode(name("k2"), 1, 0, p);
+    ASSERT_EQ(g.addDownEdge(0, k1, 0), 0);
+    ASSERT_EQ(g.addDownEdge(0, k2, 0), 1);
+    g.removeChildNode(k1);
+    ASSERT_FALSE(g.isValidEdge(0));
+    ASSERT_TRUE(g.isValidEdge(1));
+
+    g.removeNode(p);
+
+    for (int n : {p, k1, k2})
+        EXPECT_FALSE(g.isValidNode(n)) << n;
+    EXPECT_FALSE(g.isValidEdge(1));
+    EXPECT_EQ(g.numNodes(0), 0);
+}
+
+TEST(GraphRemoveNode, HierarchyOfAHundredThousandLevelsIsRemovedWithoutExhaustingTheStack)
+{
+    constexpr int kDepth = 100000;
+    Graph g;
+    g.addInput(0, name("in"), -1);
+    int parent = 0;
+    for (int level = 0; level < kDepth; ++level) {
+        const int n = g.addNode(name("n"), 1, 0, parent);
+        ASSERT_EQ(g.addDownEdge(0, n, 0), level);
+        parent = n;
+    }
+    ASSERT_EQ(g.numNodesGlobal(), kDepth + 1);
+
+    g.removeNode(1);
+
+    EXPECT_TRUE(g.isValidNode(0));
+    EXPECT_EQ(g.numNodes(0), 0);
+    EXPECT_EQ(g.numInputDestinations(0, 0), 0);
+    int invalidNodes = 0;
+    for (int n = 1; n <= kDepth; ++n)
+        invalidNodes += g.isValidNode(n) ? 0 : 1;
+    EXPECT_EQ(invalidNodes, kDepth);
+    int invalidEdges = 0;
+    for (int e = 0; e < g.numEdgesGlobal(); ++e)
+        invalidEdges += g.isValidEdge(e) ? 0 : 1;
+    EXPECT_EQ(invalidEdges, kDepth);
+}
+
+// ---------------------------------------------------------------- removing ports
+
+TEST(GraphRemovePort, RemovingInputZeroMovesInputOneDownWithNameSourceAndDestinations)
+{
+    Graph g;
+    const int s = g.addNode(name("s"), 0, 1, 0);
+    const int k = g.addNode(name("k"), 0, 0, 0);
+    g.addInput(k, name("first"), -1);
+    g.addInput(k, name("second"), -1);
+    const int kc = g.addNode(name("kc"), 1, 0, k);
+    const int e0 = g.addEdge(s, 0, k, 1);
+    const int e1 = g.addDownEdge(1, kc, 0);
+    ASSERT_EQ(e0, 0);
+    ASSERT_EQ(e1, 1);
+
+    g.removeInput(k, 0);
+
+    ASSERT_EQ(g.numInputs(k), 1);
+    EXPECT_EQ(g.inputName(k, 0), name("second"));
+    EXPECT_EQ(g.inputSource(k, 0), e0);
+    EXPECT_EQ(inputDestinations(g, k, 0), (std::vector<int>{e1}));
+    // The edges were not touched: they still name the old index.
+    EXPECT_TRUE(g.isValidEdge(e0));
+    EXPECT_TRUE(g.isValidEdge(e1));
+    EXPECT_EQ(g.edgeDestIndex(e0), 1);
+    EXPECT_EQ(g.edgeSourceIndex(e1), 1);
+}
+
+TEST(GraphRemovePort, RemovingOutputZeroMovesOutputOneDownAndLeavesEdgesAlone)
+{
+    Graph g;
+    const int k = g.addNode(name("k"), 0, 0, 0);
+    g.addOutput(k, name("first"), -1);
+    g.addOutput(k, name("second"), -1);
+    const int kc = g.addNode(name("kc"), 0, 1, k);
+    const int t = g.addNode(name("t"), 1, 0, 0);
+    const int up = g.addUpEdge(1, kc, 0);
+    const int out = g.addEdge(k, 1, t, 0);
+    ASSERT_EQ(up, 0);
+    ASSERT_EQ(out, 1);
+
+    g.removeOutput(k, 0);
+
+    ASSERT_EQ(g.numOutputs(k), 1);
+    EXPECT_EQ(g.outputName(k, 0), name("second"));
+    EXPECT_EQ(g.outputSource(k, 0), up);
+    EXPECT_EQ(outputDestinations(g, k, 0), (std::vector<int>{out}));
+    EXPECT_EQ(g.edgeDestIndex(up), 1);
+    EXPECT_EQ(g.edgeSourceIndex(out), 1);
+}
+
+TEST(GraphRemovePort, PortThatDoesNotExistIsIgnored)
+{
+    Graph g;
+    const int k = g.addNode(name("k"), 2, 2, 0);
+    g.removeInput(k, 2);
+    g.removeInput(k, -1);
+    g.removeOutput(k, 2);
+    g.removeOutput(-1, 0);
+    g.removeInput(g.numNodesGlobal(), 0);
+    EXPECT_EQ(g.numInputs(k), 2);
+    EXPECT_EQ(g.numOutputs(k), 2);
+}
+
+TEST(GraphRemovePort, RemovingInputGroupZeroDetachesItsPortsAndKeepsLaterNumbers)
+{
+    Graph g;
+    const int n = g.addNode(name("n"), 0, 0, 0);
+    ASSERT_EQ(g.addInputGroup(n, name("g0")), 0);
+    ASSERT_EQ(g.addInputGroup(n, name("g1")), 1);
+    g.addInput(n, name("a"), 0);
+    g.addInput(n, name("b"), 1);
+    g.addInput(n, name("c"), 0);
+    g.addInput(n, name("d"), -1);
+
+    g.removeInputGroup(n, 0);
+
+    EXPECT_EQ(g.numInputGroups(n), 1);
+    EXPECT_EQ(g.inputGroupName(n, 0), name("g1"));
+    EXPECT_EQ(g.inputGroup(n, 0), -1);
+    EXPECT_EQ(g.inputGroup(n, 1), 1); // kept: it now names no group
+    EXPECT_FALSE(g.isValidInputGroup(n, 1));
+    EXPECT_EQ(g.inputGroup(n, 2), -1);
+    EXPECT_EQ(g.inputGroup(n, 3), -1);
+    EXPECT_EQ(g.numInputs(n), 4);
+}
+
+TEST(GraphRemovePort, RemovingOutputGroupZeroDetachesItsPortsAndKeepsLaterNumbers)
+{
+    Graph g;
+    const int n = g.addNode(name("n"), 0, 0, 0);
+    g.addOutputGroup(n, name("g0"));
+    g.addOutputGroup(n, name("g1"));
+    g.addOutputGroup(n, name("g2"));
+    g.addOutput(n, name("a"), 1);
+    g.addOutput(n, name("b"), 2);
+    g.addOutput(n, name("c"), 0);
+
+    g.removeOutputGroup(n, 1);
+
+    EXPECT_EQ(g.numOutputGroups(n), 2);
+    EXPECT_EQ(g.outputGroupName(n, 0), name("g0"));
+    EXPECT_EQ(g.outputGroupName(n, 1), name("g2"));
+    EXPECT_EQ(g.outputGroup(n, 0), -1);
+    EXPECT_EQ(g.outputGroup(n, 1), 2); // not renumbered
+    EXPECT_EQ(g.outputGroup(n, 2), 0);
+    EXPECT_EQ(g.numInputGroups(n), 0);
+}
+
+TEST(GraphRemovePort, RemovingAGroupLeavesTheOtherFamilyAlone)
+{
+    Graph g;
+    const int n = g.addNode(name("n"), 0, 0, 0);
+    g.addInputGroup(n, name("g"));
+    g.addOutputGroup(n, name("g"));
+    g.addInput(n, name("i"), 0);
+    g.addOutput(n, name("o"), 0);
+
+    g.removeInputGroup(n, 0);
+
+    EXPECT_EQ(g.inputGroup(n, 0), -1);
+    EXPECT_EQ(g.outputGroup(n, 0), 0);
+    EXPECT_EQ(g.numOutputGroups(n), 1);
+}
+
+TEST(GraphRemovePort, GroupThatDoesNotExistIsIgnored)
+{
+    Graph g;
+    const int n = g.addNode(name("n"), 0, 0, 0);
+    g.addInputGroup(n, name("g"));
+    g.addInput(n, name("x"), 1); // names a group that does not exist
+    g.removeInputGroup(n, 1);
+    g.removeInputGroup(n, -1);
+    g.removeOutputGroup(n, 0);
+    EXPECT_EQ(g.numInputGroups(n), 1);
+    EXPECT_EQ(g.inputGroup(n, 0), 1);
+}
+
+// ---------------------------------------------------------------- purge
+
+TEST(GraphPurge, WithNothingRemovedRootChildrenOneAndTwoBecomeZeroAndOne)
+{
+    Graph g;
+    g.addNode(name("a"), 0, 1, 0);
+    g.addNode(name("b"), 1, 0, 0);
+    ASSERT_EQ(g.addEdge(1, 0, 2, 0), 0);
+
+    g.purge();
+
+    EXPECT_EQ(g.numNodesGlobal(), 3);
+    EXPECT_EQ(g.numEdgesGlobal(), 1);
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{0, 1}));
+    // References themselves did not change.
+    EXPECT_EQ(g.nodeName(1), name("a"));
+    EXPECT_EQ(g.nodeName(2), name("b"));
+    EXPECT_EQ(g.edgeSourceNode(0), 1);
+    EXPECT_EQ(g.edgeDestNode(0), 2);
+    EXPECT_EQ(g.inputSource(2, 0), 0);
+}
+
+TEST(GraphPurge, DroppingSlotOneOfThreeRenumbersNodeTwoAndItsEdges)
+{
+    Graph g;
+    g.addInput(0, name("rootIn"), -1);
+    const int one = g.addNode(name("one"), 0, 1, 0);
+    const int two = g.addNode(name("two"), 2, 0, 0);
+    ASSERT_EQ(g.addEdge(one, 0, two, 0), 0);
+    ASSERT_EQ(g.addDownEdge(0, two, 1), 1);
+
+    g.removeNode(one);
+    QVector<int> nodeMap;
+    QVector<int> edgeMap;
+    g.purge(&nodeMap, &edgeMap);
+
+    EXPECT_EQ(toStd(nodeMap), (std::vector<int>{0, -1, 1}));
+    EXPECT_EQ(toStd(edgeMap), (std::vector<int>{-1, 0}));
+    EXPECT_EQ(g.numNodesGlobal(), 2);
+    EXPECT_EQ(g.numEdgesGlobal(), 1);
+    EXPECT_EQ(g.nodeName(1), name("two"));
+    EXPECT_TRUE(g.isValidNode(1));
+    EXPECT_FALSE(g.isValidNode(2));
+    // The edge that ran to node 2 now names node 1, and is edge 0.
+    EXPECT_EQ(g.edgeSourceNode(0), 0);
+    EXPECT_EQ(g.edgeSourceIndex(0), 0);
+    EXPECT_EQ(g.edgeDestNode(0), 1);
+    EXPECT_EQ(g.edgeDestIndex(0), 1);
+    EXPECT_TRUE(g.isDownEdge(0));
+    EXPECT_EQ(g.inputSource(1, 1), 0);
+    EXPECT_EQ(g.inputSource(1, 0), -1);
+    EXPECT_EQ(inputDestinations(g, 0, 0), (std::vector<int>{0}));
+    // The root listed [2]; position 0 now holds the new reference of slot 0.
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{0}));
+}
+
+TEST(GraphPurge, ParentFieldsKeepTheOldSlotNumbers)
+{
+    Graph g;
+    g.addNode(name("one"), 0, 0, 0);
+    const int two = g.addNode(name("two"), 0, 0, 0);
+    const int three = g.addNode(name("three"), 0, 0, two);
+    ASSERT_EQ(three, 3);
+
+    g.removeNode(1);
+    g.purge();
+
+    EXPECT_EQ(g.numNodesGlobal(), 3);
+    EXPECT_EQ(g.nodeName(2), name("three"));
+    EXPECT_EQ(g.parentNode(2), 2); // its parent's old slot: parents are left alone
+    EXPECT_EQ(g.nodeName(1), name("two"));
+    EXPECT_EQ(g.parentNode(1), 0);
+    // Node "two" listed [3]; position 0 receives the map entry of slot 0.
+    EXPECT_EQ(childrenOf(g, 1), (std::vector<int>{0}));
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{0}));
+}
+
+TEST(GraphPurge, SourcesAndDestinationsAreRenumberedInOrder)
+{
+    Graph g;
+    const int s = g.addNode(name("s"), 0, 1, 0);
+    const int a = g.addNode(name("a"), 1, 0, 0);
+    const int b = g.addNode(name("b"), 1, 0, 0);
+    const int c = g.addNode(name("c"), 1, 0, 0);
+    ASSERT_EQ(g.addEdge(s, 0, a, 0), 0);
+    ASSERT_EQ(g.addEdge(s, 0, b, 0), 1);
+    ASSERT_EQ(g.addEdge(s, 0, c, 0), 2);
+    g.removeEdge(0);
+
+    QVector<int> edgeMap;
+    g.purge(nullptr, &edgeMap);
+
+    EXPECT_EQ(toStd(edgeMap), (std::vector<int>{-1, 0, 1}));
+    EXPECT_EQ(g.numEdgesGlobal(), 2);
+    EXPECT_EQ(outputDestinations(g, s, 0), (std::vector<int>{0, 1}));
+    EXPECT_EQ(g.inputSource(a, 0), -1);
+    EXPECT_EQ(g.inputSource(b, 0), 0);
+    EXPECT_EQ(g.inputSource(c, 0), 1);
+    EXPECT_EQ(g.edgeDestNode(0), b);
+    EXPECT_EQ(g.edgeDestNode(1), c);
+}
+
+TEST(GraphPurge, HandsOutTheMapsOnlyWhereAsked)
+{
+    Graph g;
+    g.addNode(name("a"), 0, 1, 0);
+    g.addNode(name("b"), 1, 0, 0);
+    g.addNode(name("c"), 0, 0, 0);
+    ASSERT_EQ(g.addEdge(1, 0, 2, 0), 0);
+    g.removeNode(2);
+
+    QVector<int> nodeMap{7, 7};
+    g.purge(&nodeMap, nullptr);
+
+    EXPECT_EQ(toStd(nodeMap), (std::vector<int>{0, 1, -1, 2}));
+    EXPECT_EQ(g.numNodesGlobal(), 3);
+    EXPECT_EQ(g.numEdgesGlobal(), 0);
+    EXPECT_EQ(g.nodeName(2), name("c"));
+}
+
+TEST(GraphPurge, OfAGraphWithNothingToDropStillRewritesEveryChildrenList)
+{
+    Graph g;
+    const int p = g.addNode(name("p"), 0, 0, 0);
+    const int q = g.addNode(name("q"), 0, 0, 0);
+    g.addNode(name("p0"), 0, 0, p);
+    g.addNode(name("p1"), 0, 0, p);
+    g.addNode(name("q0"), 0, 0, q);
+    ASSERT_EQ(childrenOf(g, p), (std::vector<int>{3, 4}));
+    ASSERT_EQ(childrenOf(g, q), (std::vector<int>{5}));
+
+    QVector<int> nodeMap;
+    QVector<int> edgeMap;
+    g.purge(&nodeMap, &edgeMap);
+
+    EXPECT_EQ(toStd(nodeMap), (std::vector<int>{0, 1, 2, 3, 4, 5}));
+    EXPECT_TRUE(edgeMap.isEmpty());
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{0, 1}));
+    EXPECT_EQ(childrenOf(g, p), (std::vector<int>{0, 1}));
+    EXPECT_EQ(childrenOf(g, q), (std::vector<int>{0}));
+    EXPECT_EQ(g.parentNode(5), q);
+}
+
+TEST(GraphPurge, ChildrenListedAfterRemoveChildNodeMapToMinusOne)
+{
+    Graph g;
+    const int a = g.addNode(name("a"), 0, 0, 0);
+    const int b = g.addNode(name("b"), 0, 0, 0);
+    g.addNode(name("c"), 0, 0, 0);
+    g.removeChildNode(a);
+    g.removeChildNode(b);
+
+    g.purge();
+
+    EXPECT_EQ(g.numNodesGlobal(), 2);
+    EXPECT_EQ(g.nodeName(1), name("c"));
+    // Root listed [1, 2, 3]: slots 0, 1, 2 map to 0, -1, -1.
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{0, -1, -1}));
+}
+
+TEST(GraphPurge, PositionBeyondTheOldStorageReceivesMinusOne)
+{
+    // Slots 0..4, the root lists 1, 2, 3, 4; 1 and 2 are removed but listed.
+    Graph g;
+    for (const char* n : {"a", "b", "c", "d"})
+        g.addNode(name(n), 0, 0, 0);
+    g.removeChildNode(1);
+    g.removeChildNode(2);
+    g.purge();
+    ASSERT_EQ(g.numNodesGlobal(), 3);
+    ASSERT_EQ(childrenOf(g, 0), (std::vector<int>{0, -1, -1, 1}));
+
+    // Now the list is longer than the storage: position 3 has no slot.
+    QVector<int> nodeMap;
+    g.purge(&nodeMap, nullptr);
+
+    EXPECT_EQ(toStd(nodeMap), (std::vector<int>{0, 1, 2}));
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{0, 1, 2, -1}));
+}
+
+TEST(GraphPurge, AfterRemovingTheRootNothingIsLeft)
+{
+    Graph g;
+    g.addNode(name("a"), 0, 1, 0);
+    g.addNode(name("b"), 1, 0, 0);
+    ASSERT_EQ(g.addEdge(1, 0, 2, 0), 0);
+    g.removeNode(0);
+
+    QVector<int> nodeMap;
+    QVector<int> edgeMap;
+    g.purge(&nodeMap, &edgeMap);
+
+    EXPECT_EQ(toStd(nodeMap), (std::vector<int>{-1, -1, -1}));
+    EXPECT_EQ(toStd(edgeMap), (std::vector<int>{-1}));
+    EXPECT_EQ(g.numNodesGlobal(), 0);
+    EXPECT_EQ(g.numEdgesGlobal(), 0);
+    EXPECT_FALSE(g.isValidNode(0));
+    g.removeNode(0); // ignored
+}
+
+TEST(GraphPurge, RemovingTheRootAfterPurgeEndsAlthoughTheRootListsItself)
+{
+    Graph g;
+    g.addNode(name("a"), 0, 0, 0);
+    g.addNode(name("b"), 0, 0, 0);
+    g.purge();
+    ASSERT_EQ(childrenOf(g, 0), (std::vector<int>{0, 1}));
+
+    g.removeNode(0);
+
+    EXPECT_FALSE(g.isValidNode(0));
+    EXPECT_FALSE(g.isValidNode(1));
+    // Node 2 is listed nowhere since the rewrite, so nothing reaches it.
+    EXPECT_TRUE(g.isValidNode(2));
+}
+
+TEST(GraphPurge, RemovingANodeWhoseOldParentSlotIsGoneLeavesTheListsAlone)
+{
+    // Root lists 1, 2, 3; node 4 is a child of 3. Dropping 1 and 2 moves 3 to
+    // slot 1 and 4 to slot 2, whose parent field still says 3.
+    Graph g;
+    g.addNode(name("a"), 0, 0, 0);
+    g.addNode(name("b"), 0, 0, 0);
+    const int c = g.addNode(name("c"), 0, 0, 0);
+    g.addNode(name("d"), 0, 0, c);
+    g.removeNode(1);
+    g.removeNode(2);
+    g.purge();
+    ASSERT_EQ(g.numNodesGlobal(), 3);
+    ASSERT_EQ(g.parentNode(2), 3);
+
+    g.removeNode(2);
+
+    EXPECT_FALSE(g.isValidNode(2));
+    EXPECT_TRUE(g.isValidNode(1));
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{0}));
+    EXPECT_EQ(childrenOf(g, 1), (std::vector<int>{0}));
+}
+
+} // namespace
