@@ -291,7 +291,8 @@ QString number(double value, int decimals = 3)
 // One line of the renderer table: the label in a column of its own.
 void row(const QString& label, const QString& value)
 {
-    print(QStringLiteral("  %1 %2\n").arg(label, -36).arg(value));
+    print(value.isEmpty() ? QStringLiteral("  %1\n").arg(label)
+                          : QStringLiteral("  %1 %2\n").arg(label, -36).arg(value));
 }
 
 } // namespace
