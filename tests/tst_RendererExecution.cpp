@@ -1,0 +1,596 @@
+// One frame of a renderer: which passes run, in what order, what each
+// receives, failures, waiting, renderer outputs and the guarded cases.
+
+#include <ZrnCore/Graph.h>
+#include <ZrnCore/Renderer.h>
+
+#include "RenderTestPasses.h"
+
+#include <gtest/gtest.h>
+
+#include <QtCore/QHash>
+#include <QtCore/QThread>
+
+#include <atomic>
+#include <thread>
+
+using namespace Morvane::Zrn;
+using ZrnTest::callsOf;
+using ZrnTest::RecordingPass;
+using ZrnTest::started;
+
+namespace {
+
+QString s(const char* text)
+{
+    return QString::fromLatin1(text);
+}
+
+// A logging renderer plus its passes by name.
+class RenderFixture : public ::testing::Test
+{
+protected:
+    QStringList log;
+    ZrnTest::LoggingRenderer renderer{&log};
+    QHash<QString, RecordingPass*> pass;
+
+    Graph& graph() { return renderer.getGraph(); }
+    int add(const QString& name, int numInputs, int numOutputs, int parent = Graph::kRootNodeRef)
+    {
+        auto* p = new RecordingPass(name, &log, numInputs, numOutputs);
+        pass.insert(name, p);
+        return renderer.addPass(name, p, parent);
+    }
+    void edge(int src, int out, int dst, int in) { ASSERT_NE(graph().addEdge(src, out, dst, in), Graph::kInvalidEdgeRef); }
+    // Feeds renderer output `rendererOutput` from output `out` of `node`, a top-level node.
+    int feedOutput(int rendererOutput, int node, int out)
+    {
+        const int e = graph().addUpEdge(rendererOutput, node, out);
+        EXPECT_NE(e, Graph::kInvalidEdgeRef);
+        return e;
+    }
+};
+
+} // namespace
+
+// ---------------------------------------------------------------- nothing needed
+
+TEST_F(RenderFixture, NothingNeededRunsNothingAndSucceeds)
+{
+    add(s("P"), 0, 1);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(log, QStringList({s("R.beginFrame()"), s("R.endFrame()")}));
+    EXPECT_EQ(renderer.getNumPasses(), 0);
+    EXPECT_EQ(renderer.frameCount(), 1);
+}
+
+TEST_F(RenderFixture, NothingNeededKeepsRendererOutputs)
+{
+    const int out = renderer.addOutput(s("image"));
+    const int p = add(s("P"), 0, 1);
+    const int up = feedOutput(out, p, 0);
+    renderer.setTarget(p);
+    ASSERT_TRUE(renderer.render(nullptr));
+    ASSERT_EQ(renderer.output(out), QVariant(s("P.0@1")));
+
+    graph().removeEdge(up);
+    renderer.setTarget(Graph::kInvalidNodeRef);
+    pass[s("P")]->setOutputValue(0, s("changed"));
+    log.clear();
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(log, QStringList({s("R.beginFrame()"), s("R.endFrame()")}));
+    EXPECT_EQ(renderer.output(out), QVariant(s("P.0@1")));
+    EXPECT_EQ(renderer.getNumPasses(), 0);
+}
+
+// ---------------------------------------------------------------- order and delivery
+
+TEST_F(RenderFixture, ChainRunsUpstreamFirstWithExactCalls)
+{
+    const int a = add(s("A"), 0, 1);
+    const int b = add(s("B"), 1, 1);
+    const int t = add(s("T"), 1, 1);
+    edge(a, 0, b, 0);
+    edge(b, 0, t, 0);
+    renderer.setTarget(t);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    QStringList expected;
+    expected << s("R.beginFrame()")
+             << s("A.resetNumOutputUsers()") << s("A.setNumOutputUsers(0, 1)") << s("A.setErrorCode(0)")
+             << s("A.beginFrame()") << s("A.start()") << s("A.isFinished()") << s("A.endFrame()") << s("A.errorCode()")
+             << s("B.setInput(0, A.0@1)") << s("B.resetNumOutputUsers()") << s("B.setNumOutputUsers(0, 1)")
+             << s("B.setErrorCode(0)") << s("B.beginFrame()") << s("B.start()") << s("B.isFinished()")
+             << s("B.endFrame()") << s("B.errorCode()")
+             << s("T.setInput(0, B.0@1)") << s("T.resetNumOutputUsers()") << s("T.setErrorCode(0)")
+             << s("T.beginFrame()") << s("T.start()") << s("T.isFinished()") << s("T.endFrame()") << s("T.errorCode()")
+             << s("R.endFrame()");
+    EXPECT_EQ(log, expected);
+    EXPECT_EQ(renderer.getNumPasses(), 3);
+
+    log.clear();
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("B"), s("T")}));
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("B.0@2")));
+    EXPECT_EQ(renderer.getNumPasses(), 3); // counted afresh each frame
+}
+
+TEST_F(RenderFixture, InputsAreWalkedInIndexOrder)
+{
+    const int x = add(s("X"), 0, 1);
+    const int y = add(s("Y"), 0, 1);
+    const int t = add(s("T"), 2, 0);
+    edge(y, 0, t, 0);
+    edge(x, 0, t, 1);
+    renderer.setTarget(t);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("Y"), s("X"), s("T")}));
+}
+
+TEST_F(RenderFixture, SharedUpstreamRunsOnce)
+{
+    const int a = add(s("A"), 0, 1);
+    const int b = add(s("B"), 1, 1);
+    const int c = add(s("C"), 1, 1);
+    const int t = add(s("T"), 2, 0);
+    edge(a, 0, b, 0);
+    edge(a, 0, c, 0);
+    edge(b, 0, t, 0);
+    edge(c, 0, t, 1);
+    renderer.setTarget(t);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("B"), s("C"), s("T")}));
+    EXPECT_EQ(renderer.getNumPasses(), 4);
+}
+
+TEST_F(RenderFixture, DisabledPassIsSkippedButItsUpstreamRuns)
+{
+    const int a = add(s("A"), 0, 1);
+    const int b = add(s("B"), 1, 1);
+    const int t = add(s("T"), 1, 0);
+    edge(a, 0, b, 0);
+    edge(b, 0, t, 0);
+    renderer.setTarget(t);
+    renderer.setEnabled(b, false);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("T")}));
+    EXPECT_EQ(renderer.getNumPasses(), 2);
+    EXPECT_TRUE(callsOf(log, s("B")).isEmpty());
+    EXPECT_EQ(callsOf(log, s("T")).first(), s("T.setInput(0, T.default0)"));
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("T.default0")));
+    // The marking walk went through the disabled pass: A has one needed user.
+    EXPECT_EQ(pass[s("A")]->users(0), 1);
+}
+
+TEST_F(RenderFixture, ParameterReachesPassThroughGroups)
+{
+    const int gain = renderer.addParameter(s("gain"), 5);
+    const int outer = renderer.addGroup(s("outer"), 1, 0, Graph::kRootNodeRef);
+    const int inner = renderer.addGroup(s("inner"), 1, 0, outer);
+    const int p = add(s("P"), 1, 0, inner);
+    ASSERT_NE(graph().addDownEdge(gain, outer, 0), Graph::kInvalidEdgeRef);
+    ASSERT_NE(graph().addDownEdge(0, inner, 0), Graph::kInvalidEdgeRef);
+    ASSERT_NE(graph().addDownEdge(0, p, 0), Graph::kInvalidEdgeRef);
+    renderer.setTarget(p);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(callsOf(log, s("P")).first(), s("P.setInput(0, 5)"));
+    EXPECT_EQ(pass[s("P")]->inputValue(0), QVariant(5));
+
+    renderer.setParameter(gain, 9);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(pass[s("P")]->inputValue(0), QVariant(9));
+}
+
+TEST_F(RenderFixture, GroupInputFedByNothingGivesTheDefault)
+{
+    renderer.addParameter(s("gain"), 5); // present but not wired
+    const int group = renderer.addGroup(s("G"), 1, 0, Graph::kRootNodeRef);
+    const int p = add(s("P"), 1, 0, group);
+    ASSERT_NE(graph().addDownEdge(0, p, 0), Graph::kInvalidEdgeRef);
+    renderer.setTarget(p);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(pass[s("P")]->inputValue(0), QVariant(s("P.default0")));
+}
+
+TEST_F(RenderFixture, ValuesCrossGroupBoundariesBothWays)
+{
+    // A -> [G: in -> P -> out] -> T
+    const int a = add(s("A"), 0, 1);
+    const int group = renderer.addGroup(s("G"), 1, 1, Graph::kRootNodeRef);
+    const int p = add(s("P"), 1, 1, group);
+    const int t = add(s("T"), 1, 0);
+    edge(a, 0, group, 0);
+    ASSERT_NE(graph().addDownEdge(0, p, 0), Graph::kInvalidEdgeRef);
+    ASSERT_NE(graph().addUpEdge(0, p, 0), Graph::kInvalidEdgeRef);
+    edge(group, 0, t, 0);
+    renderer.setTarget(t);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("P"), s("T")}));
+    EXPECT_EQ(pass[s("P")]->inputValue(0), QVariant(s("A.0@1")));
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("P.0@1")));
+    // Users are edges into marked nodes. The walks step from T straight to
+    // P and from P straight to A, so G is never marked, and neither the edge
+    // A -> G nor the up edge P -> G counts.
+    EXPECT_EQ(pass[s("A")]->users(0), 0);
+    EXPECT_EQ(pass[s("P")]->users(0), 0);
+    EXPECT_EQ(callsOf(log, s("A")).filter(s("A.setNumOutputUsers")), QStringList());
+}
+
+TEST_F(RenderFixture, InputFedByEmptyGroupOutputGetsTheDefault)
+{
+    const int group = renderer.addGroup(s("G"), 0, 1, Graph::kRootNodeRef);
+    const int t = add(s("T"), 1, 0);
+    edge(group, 0, t, 0);
+    renderer.setTarget(t);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("T.default0")));
+}
+
+TEST_F(RenderFixture, UnconnectedInputGetsItsDefaultEveryFrame)
+{
+    const int t = add(s("T"), 1, 0);
+    renderer.setTarget(t);
+    EXPECT_TRUE(renderer.render(nullptr));
+    pass[s("T")]->RenderPassHelper::setInput(0, s("overwritten"));
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(callsOf(log, s("T")).filter(s("setInput")),
+              QStringList({s("T.setInput(0, T.default0)"), s("T.setInput(0, T.default0)")}));
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("T.default0")));
+}
+
+// ---------------------------------------------------------------- output users
+
+TEST_F(RenderFixture, OutputUsersCountNeededConsumersOnly)
+{
+    // A.out0 -> B, C -> T;  A.out1 -> D (not upstream of T)
+    const int a = add(s("A"), 0, 2);
+    const int b = add(s("B"), 1, 1);
+    const int c = add(s("C"), 1, 1);
+    const int d = add(s("D"), 1, 0);
+    const int t = add(s("T"), 2, 0);
+    edge(a, 0, b, 0);
+    edge(a, 0, c, 0);
+    edge(a, 1, d, 0);
+    edge(b, 0, t, 0);
+    edge(c, 0, t, 1);
+    renderer.setTarget(t);
+    pass[s("A")]->RenderPassHelper::setNumOutputUsers(1, 9); // cleared by the reset
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(callsOf(log, s("A")).filter(s("NumOutputUsers")),
+              QStringList({s("A.resetNumOutputUsers()"), s("A.setNumOutputUsers(0, 2)")}));
+    EXPECT_EQ(pass[s("A")]->users(0), 2);
+    EXPECT_EQ(pass[s("A")]->users(1), 0);
+    EXPECT_TRUE(callsOf(log, s("D")).isEmpty());
+}
+
+TEST_F(RenderFixture, OutputUsersCountEdgesNotNodes)
+{
+    const int a = add(s("A"), 0, 1);
+    const int t = add(s("T"), 2, 0);
+    edge(a, 0, t, 0);
+    edge(a, 0, t, 1);
+    renderer.setTarget(t);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(pass[s("A")]->users(0), 2);
+    EXPECT_EQ(pass[s("T")]->inputValue(1), QVariant(s("A.0@1")));
+}
+
+// ---------------------------------------------------------------- renderer outputs
+
+TEST_F(RenderFixture, RendererOutputsAreCopiedFromTheirProducers)
+{
+    const int image = renderer.addOutput(s("image"));
+    const int unfed = renderer.addOutput(s("unfed"));
+    const int a = add(s("A"), 0, 2);
+    const int t = add(s("T"), 1, 1);
+    edge(a, 0, t, 0);
+    feedOutput(image, t, 0);
+    renderer.setTarget(t);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(renderer.output(image), QVariant(s("T.0@1")));
+    EXPECT_FALSE(renderer.output(unfed).isValid());
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    EXPECT_EQ(renderer.outputType(image), QVariant::String);
+    QT_WARNING_POP
+    EXPECT_EQ(started(log), QStringList({s("A"), s("T")})); // the root is not counted as a user
+    EXPECT_EQ(pass[s("T")]->users(0), 0);
+}
+
+TEST_F(RenderFixture, OutputFedByUnrunPassMakesTheTargetRunTwice)
+{
+    // A -> T (target); A -> X, and X feeds the renderer output.
+    const int out = renderer.addOutput(s("out"));
+    const int a = add(s("A"), 0, 1);
+    const int t = add(s("T"), 1, 0);
+    const int x = add(s("X"), 1, 1);
+    edge(a, 0, t, 0);
+    edge(a, 0, x, 0);
+    feedOutput(out, x, 0);
+    renderer.setTarget(t);
+    pass[s("X")]->setOutputValue(0, 42);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("T"), s("T")}));
+    EXPECT_EQ(renderer.getNumPasses(), 3);
+    EXPECT_EQ(renderer.output(out), QVariant(42)); // read as it stood
+    EXPECT_TRUE(callsOf(log, s("X")).isEmpty());
+    EXPECT_EQ(pass[s("A")]->users(0), 1); // X is needed but never marked
+}
+
+TEST_F(RenderFixture, TargetRunsOnceMoreForEachUnrunProducer)
+{
+    const int first = renderer.addOutput(s("first"));
+    const int second = renderer.addOutput(s("second"));
+    const int third = renderer.addOutput(s("third"));
+    const int t = add(s("T"), 0, 1);
+    const int x = add(s("X"), 0, 1);
+    const int y = add(s("Y"), 0, 1);
+    feedOutput(first, x, 0);
+    feedOutput(second, y, 0);
+    feedOutput(third, t, 0);
+    renderer.setTarget(t);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("T"), s("T"), s("T")}));
+    EXPECT_EQ(renderer.output(third), QVariant(s("T.0@3")));
+}
+
+TEST_F(RenderFixture, OutputFedFromUpstreamDoesNotRepeatTheTarget)
+{
+    const int out = renderer.addOutput(s("out"));
+    const int a = add(s("A"), 0, 2);
+    const int t = add(s("T"), 1, 0);
+    edge(a, 0, t, 0);
+    feedOutput(out, a, 1);
+    renderer.setTarget(t);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("T")}));
+    EXPECT_EQ(renderer.output(out), QVariant(s("A.1@1")));
+}
+
+TEST_F(RenderFixture, OutputIsReadFromADisabledProducer)
+{
+    const int out = renderer.addOutput(s("out"));
+    const int a = add(s("A"), 0, 2);
+    const int t = add(s("T"), 1, 0);
+    edge(a, 0, t, 0);
+    feedOutput(out, a, 1);
+    renderer.setTarget(t);
+    renderer.setEnabled(a, false);
+    pass[s("A")]->setOutputValue(1, s("stale"));
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("T")}));
+    EXPECT_EQ(renderer.output(out), QVariant(s("stale")));
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("T.default0")));
+}
+
+// ---------------------------------------------------------------- failure
+
+TEST_F(RenderFixture, FailingPassStopsTheFrameAndOutputsAreStillCopied)
+{
+    // A -> B -> C (target); A.out1 feeds "early", C.out0 feeds "late".
+    const int early = renderer.addOutput(s("early"));
+    const int late = renderer.addOutput(s("late"));
+    const int a = add(s("A"), 0, 2);
+    const int b = add(s("B"), 1, 1);
+    const int c = add(s("C"), 1, 1);
+    edge(a, 0, b, 0);
+    edge(b, 0, c, 0);
+    feedOutput(early, a, 1);
+    feedOutput(late, c, 0);
+    renderer.setTarget(c);
+    ASSERT_TRUE(renderer.render(nullptr));
+
+    pass[s("B")]->failWith = 3;
+    log.clear();
+    EXPECT_FALSE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("B")}));
+    EXPECT_EQ(renderer.getNumPasses(), 2);
+    EXPECT_TRUE(callsOf(log, s("C")).isEmpty());
+    EXPECT_EQ(log.last(), s("R.endFrame()"));
+    EXPECT_EQ(renderer.output(early), QVariant(s("A.1@2")));
+    EXPECT_EQ(renderer.output(late), QVariant(s("C.0@1")));
+    EXPECT_EQ(pass[s("B")]->storedErrorCode(), 3u);
+
+    pass[s("B")]->failWith = 0;
+    log.clear();
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("B"), s("C")}));
+    EXPECT_EQ(pass[s("B")]->storedErrorCode(), 0u);
+}
+
+TEST_F(RenderFixture, FailureSkipsLaterBranches)
+{
+    const int x = add(s("X"), 0, 1);
+    const int y = add(s("Y"), 0, 1);
+    const int t = add(s("T"), 2, 0);
+    edge(x, 0, t, 0);
+    edge(y, 0, t, 1);
+    renderer.setTarget(t);
+    pass[s("X")]->failWith = 1;
+    EXPECT_FALSE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("X")}));
+    EXPECT_EQ(renderer.getNumPasses(), 1);
+}
+
+// ---------------------------------------------------------------- waiting
+
+TEST_F(RenderFixture, UnfinishedPassIsPolledUntilItFinishes)
+{
+    const int t = add(s("T"), 0, 0);
+    renderer.setTarget(t);
+    pass[s("T")]->unfinishedPolls = 2;
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(callsOf(log, s("T")),
+              QStringList({s("T.resetNumOutputUsers()"), s("T.setErrorCode(0)"), s("T.beginFrame()"),
+                           s("T.start()"), s("T.isFinished()"), s("T.isFinished()"), s("T.isFinished()"),
+                           s("T.endFrame()"), s("T.errorCode()")}));
+    EXPECT_EQ(pass[s("T")]->polls, 3);
+}
+
+namespace {
+
+// Works on a thread of its own: start() launches it, isFinished() reads an
+// atomic flag the worker sets, endFrame() joins it and publishes the result.
+class AsyncPass : public RenderPassHelper
+{
+public:
+    AsyncPass() { addOutput(QStringLiteral("result")); }
+    ~AsyncPass() override
+    {
+        if (m_worker.joinable())
+            m_worker.join();
+    }
+
+    void start(RenderCallbacks*) override
+    {
+        m_done.store(false);
+        const int frame = ++frames;
+        m_worker = std::thread([this, frame] {
+            QThread::msleep(2);
+            m_result = 17 * frame;
+            m_done.store(true, std::memory_order_release);
+        });
+    }
+    bool isFinished() const override
+    {
+        ++polls;
+        return m_done.load(std::memory_order_acquire);
+    }
+    void endFrame(RenderCallbacks* cb) override
+    {
+        finishedAtEndFrame = m_done.load();
+        m_worker.join();
+        outputs[0].value = m_result;
+        RenderPassHelper::endFrame(cb);
+    }
+
+    int frames = 0;
+    mutable int polls = 0;
+    bool finishedAtEndFrame = false;
+
+private:
+    std::thread m_worker;
+    std::atomic<bool> m_done{false};
+    int m_result = 0;
+};
+
+} // namespace
+
+TEST_F(RenderFixture, AsynchronousPassIsAwaitedBeforeItsConsumerRuns)
+{
+    auto* async = new AsyncPass;
+    const int w = renderer.addPass(s("W"), async, Graph::kRootNodeRef);
+    const int t = add(s("T"), 1, 0);
+    edge(w, 0, t, 0);
+    renderer.setTarget(t);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_TRUE(async->finishedAtEndFrame);
+    EXPECT_GE(async->polls, 1);
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(17));
+    EXPECT_EQ(async->frameCount(), 1);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(34));
+    EXPECT_EQ(renderer.getNumPasses(), 2);
+}
+
+// ---------------------------------------------------------------- guards
+
+TEST_F(RenderFixture, NoValidTargetWithFedOutputsRunsNothingAndFails)
+{
+    const int out = renderer.addOutput(s("out"));
+    const int p = add(s("P"), 0, 1);
+    feedOutput(out, p, 0);
+    pass[s("P")]->setOutputValue(0, s("ready"));
+
+    for (int target : {Graph::kInvalidNodeRef, 999, -7}) {
+        renderer.setTarget(target);
+        log.clear();
+        EXPECT_FALSE(renderer.render(nullptr)) << "target " << target;
+        EXPECT_EQ(log, QStringList({s("R.beginFrame()"), s("R.endFrame()")})) << "target " << target;
+        EXPECT_EQ(renderer.getNumPasses(), 0);
+        EXPECT_EQ(renderer.output(out), QVariant(s("ready"))); // still collected
+    }
+    EXPECT_EQ(renderer.frameCount(), 3);
+}
+
+TEST_F(RenderFixture, RemovedOrUnknownTargetFails)
+{
+    const int p = add(s("P"), 0, 0);
+    const int q = add(s("Q"), 0, 0);
+    graph().removeNode(q);
+    renderer.setTarget(q);
+    EXPECT_FALSE(renderer.render(nullptr));
+    renderer.setTarget(12345);
+    EXPECT_FALSE(renderer.render(nullptr));
+    EXPECT_TRUE(started(log).isEmpty());
+    renderer.setTarget(p);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("P")}));
+}
+
+TEST_F(RenderFixture, OutputResolvingToANodeWithoutPassKeepsItsValue)
+{
+    // [G: P -> out] -> renderer output
+    const int out = renderer.addOutput(s("out"));
+    const int group = renderer.addGroup(s("G"), 0, 1, Graph::kRootNodeRef);
+    const int p = add(s("P"), 0, 1, group);
+    const int inner = graph().addUpEdge(0, p, 0);
+    ASSERT_NE(inner, Graph::kInvalidEdgeRef);
+    feedOutput(out, group, 0);
+    renderer.setTarget(p);
+    ASSERT_TRUE(renderer.render(nullptr));
+    ASSERT_EQ(renderer.output(out), QVariant(s("P.0@1")));
+
+    graph().removeEdge(inner); // the producer is now the group itself
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(renderer.output(out), QVariant(s("P.0@1")));
+
+    graph().setNodeValue(group, 7); // a value that is no pass index
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(renderer.output(out), QVariant(s("P.0@1")));
+}
+
+// ---------------------------------------------------------------- frame timing
+
+TEST_F(RenderFixture, RendererRecordsOneFrameTimePerRender)
+{
+    renderer.setTarget(add(s("P"), 0, 0));
+    for (int n = 0; n < 3; ++n)
+        renderer.render(nullptr);
+    EXPECT_EQ(renderer.frameCount(), 3);
+    EXPECT_EQ(renderer.frameTimeSum(), (renderer.frameTimes()[0] + renderer.frameTimes()[1]) + renderer.frameTimes()[2]);
+    EXPECT_EQ(renderer.frameTimes()[3], 0.0);
+    EXPECT_FALSE(renderer.frameTimer().isValid());
+}
+
+namespace {
+
+// Replaces the frame timing: render() must reach these through the vtable.
+class UntimedRenderer : public Renderer
+{
+public:
+    void beginFrame(RenderCallbacks*) override { ++begins; }
+    void endFrame(RenderCallbacks*) override { ++ends; }
+    int begins = 0;
+    int ends = 0;
+};
+
+} // namespace
+
+TEST(RendererFrameTiming, DerivedRendererReplacesFrameTiming)
+{
+    UntimedRenderer renderer;
+    renderer.render(nullptr);
+    renderer.render(nullptr);
+    EXPECT_EQ(renderer.begins, 2);
+    EXPECT_EQ(renderer.ends, 2);
+    EXPECT_EQ(renderer.frameCount(), 0);
+}
