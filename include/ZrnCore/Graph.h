@@ -291,31 +291,43 @@ public:
     void connectUpByName(int childNode);
 
     // ------------------------------------------------------------ removal and purge
-    /// Removes `node` and its subtree (see removeChildNode()) and takes
-    /// `node` out of its parent's children; later siblings move down one
-    /// position. Removing the root leaves no valid node. `node` must be valid.
+    /// Removes `node` and its subtree (see removeChildNode()), then erases the
+    /// first occurrence of `node` from its parent's children; later siblings
+    /// move down one position (a parent field that purge() left beyond the
+    /// storage names no list, and none is edited). Removing the root leaves
+    /// no valid node. Does nothing when isValidNode(node) is false.
     void removeNode(int node);
-    /// Removes every edge at the ports of `node` and its descendants, empties
-    /// their children lists and marks them removed; `node` stays listed among
-    /// its parent's children. `node` must be valid.
+    /// Removes `node` and its subtree, leaving `node` listed among its
+    /// parent's children: removes every edge at the node's inputs, then its
+    /// outputs (per port the source, then the destinations from the last
+    /// down), does the same for each child in position order, empties the
+    /// children list and marks the node removed. Ports and slots stay. Any
+    /// depth is safe. Does nothing when isValidNode(node) is false. A node
+    /// listed twice or under its own subtree (only purge() makes such lists)
+    /// is removed once.
     void removeChildNode(int node);
-    /// Erase a port; later ports move down one index. No edge is touched:
-    /// disconnect the port first. The port must exist.
+    /// Erase a port; later ports move down one index. No edge is touched, so
+    /// disconnect the port first: edges keep their old port indices. Does
+    /// nothing when the port does not exist (isValidInput()/isValidOutput()).
     ///@{
     void removeInput(int node, int input);
     void removeOutput(int node, int output);
     ///@}
     /// Detach the ports of a group (their group becomes -1) and erase the
-    /// group; ports of later groups keep their old numbers. The group must exist.
+    /// group's name. Ports of later groups keep their old numbers, which now
+    /// name the next group or none: reassign them if that matters. Does
+    /// nothing when the group does not exist (isValidInputGroup()...).
     ///@{
     void removeInputGroup(int node, int group);
     void removeOutputGroup(int node, int group);
     ///@}
-    /// Drops removed nodes and edges and renumbers the rest in order. Every
-    /// `children` list is rewritten so that position k holds the new
-    /// reference of old slot k, and `parent` fields are left as they were:
-    /// both deliberate, see the guide. References held by the caller must be
-    /// translated afterwards.
+    /// Drops removed nodes and edges and renumbers the rest in order; port
+    /// sources and destinations and edge ends are translated. Two things are
+    /// kept as they are (docs/behaviour.md): every `children` list is
+    /// rewritten so that position k holds the new reference of old slot k
+    /// (-1 when there was no slot k), whatever child was stored there, and
+    /// `parent` fields are left untouched. References held by the caller
+    /// must be translated afterwards.
     void purge();
     /// As purge(), and hands out the maps it used: `nodeMap[old]` and
     /// `edgeMap[old]` give the new reference of each old slot, -1 for a
