@@ -47,7 +47,8 @@ public:
     /// class comment) in slot count() % kHistorySize: the sum first loses the
     /// old slot value, then gains the new one. Returns the recorded time.
     /// Without a preceding begin() the invalid timer's readings are recorded
-    /// as they are.
+    /// as they are. After INT_MAX frames count() goes on from
+    /// kHistorySize + the next slot, so the ring and mean() stay right.
     double end();
 
 private:

@@ -16,8 +16,8 @@ namespace Zrn {
 /// The usual base of a client pass. It stores named inputs with current and
 /// default values, named outputs with their values and user counts, an error
 /// code and the pass's frame statistics, and implements every operation of
-/// RenderPass but start()-side work: setup(), start() and teardown() do
-/// nothing, isFinished() stays the base version (true).
+/// RenderPass: setup(), start() and teardown() do nothing, isFinished()
+/// stays the base version (true).
 ///
 /// A derived pass declares its ports in its constructor with addInput() and
 /// addOutput(), overrides start() (and isFinished() if it works
@@ -45,7 +45,8 @@ public:
     int findInput(const QString& name) const;
     int findOutput(const QString& name) const;
     ///@}
-    /// Returns the user count of `output` set for the current frame.
+    /// Returns the user count of `output` set for the current frame (0 when
+    /// no needed node reads it). `output` must exist.
     int numOutputUsers(int output) const;
 
     /// Return the pass's frame statistics, recorded by beginFrame() and
@@ -75,24 +76,37 @@ public:
     int addOutput(const QString& name);
 
     // RenderPass
+    /// Does nothing.
     void setup(RenderCallbacks* cb) override;
     /// Starts the frame timer.
     void beginFrame(RenderCallbacks* cb) override;
+    /// Does nothing; a derived pass does its work here.
     void start(RenderCallbacks* cb) override;
-    /// Records the frame time.
+    /// Records the frame time (see FrameStatistics) and invalidates the timer.
     void endFrame(RenderCallbacks* cb) override;
+    /// Does nothing.
     void teardown(RenderCallbacks* cb) override;
+    /// Return the number of inputs (outputs) declared so far.
     int numInputs() const override;
     int numOutputs() const override;
+    /// Return a copy of the name of an input (output), which must exist.
     QString inputName(int input) const override;
     QString outputName(int output) const override;
+    /// Stores `value` as the current value of `input`, which must exist.
     void setInput(int input, const QVariant& value) override;
+    /// Returns a copy of the default of `input`, which must exist.
     QVariant defaultValue(int input) const override;
-    /// Replaces the default; the input's current value is not touched.
+    /// Replaces the default of `input`, which must exist; the input's current
+    /// value is not touched until the renderer delivers inputs again.
     void setDefaultValue(int input, const QVariant& value) override;
+    /// Returns a copy of the current value of `output`, which must exist.
     QVariant output(int output) const override;
+    /// Stores `users` as the user count of `output`, which must exist; any
+    /// count is stored as given.
     void setNumOutputUsers(int output, int users) override;
+    /// Sets every output's user count to 0, keeping their number.
     void resetNumOutputUsers() override;
+    /// Return and set the error code (0 = success; starts at 0).
     unsigned int errorCode() const override;
     void setErrorCode(unsigned int code) override;
 

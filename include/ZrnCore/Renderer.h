@@ -27,7 +27,10 @@ class Graph;
 /// renderer outputs are copied from the passes that produce them.
 ///
 /// The renderer owns the passes given to addPass() and destroys them with
-/// itself. It must not be changed while render() runs.
+/// itself. It must not be changed while render() runs. Adding, removing or
+/// renaming ports of pass nodes, or removing pass nodes, through getGraph()
+/// is not supported; the renderer skips a port that exists on one side only
+/// rather than index past it.
 class ZRNCORE_EXPORT Renderer
 {
 public:
@@ -44,10 +47,40 @@ public:
     /// Calls setup(cb) on every pass in pass-index order, enabled or not.
     virtual void setup(RenderCallbacks* cb);
     /// Renders one frame and returns true when every pass that ran reported
-    /// error code 0. The first pass to fail stops the frame; the renderer
-    /// outputs are copied from their producers in any case.
-    /// When renderer outputs are fed by passes but no valid target is set,
-    /// no walk starts, no pass runs, and render() returns false.
+    /// error code 0.
+    ///
+    /// Calls beginFrame(), then finds the needed nodes: the target, then the
+    /// producer of each renderer output in output order, each listed once.
+    /// When that list is not empty, a marking walk and then a running walk
+    /// start from the target, once for the first needed node and once more
+    /// for each later one the earlier walks did not reach. The running walk
+    /// goes depth first, inputs in index order, and runs each enabled pass
+    /// after its upstream; disabled passes and groups are passed through, so
+    /// their upstream still runs. A needed node not upstream of the target
+    /// therefore runs the target's pass once more in that frame and never
+    /// runs itself: feed renderer outputs from passes upstream of the target.
+    ///
+    /// Running a pass: each input gets the renderer parameter it is wired
+    /// to, else the output of the enabled pass that produces it, else the
+    /// pass's own default; each output is told its number of users (edges
+    /// into nodes the marking walk reached; a group the walk steps over is
+    /// not reached); then setErrorCode(0), beginFrame(), start(), isFinished()
+    /// polled every 100 microseconds until true, endFrame(). A non-zero
+    /// errorCode() stops the frame at once.
+    ///
+    /// Then each renderer output is copied from the pass that produces it,
+    /// whether that pass ran or is enabled; an output fed by nothing, or by
+    /// a node without a pass, keeps its value. endFrame() comes last, also
+    /// after a failure.
+    ///
+    /// When no target is set and no renderer output is fed, nothing is
+    /// needed: no pass runs and render() returns true. When the target is
+    /// not a valid node (unset while outputs are fed, removed, or out of
+    /// range), no walk starts and no pass runs; the outputs are still
+    /// collected, and render() returns false.
+    ///
+    /// In steady state (same graph as the last frame) a frame allocates
+    /// nothing beyond what copying the QVariant values needs.
     virtual bool render(RenderCallbacks* cb);
     /// Calls teardown(cb) on every pass in pass-index order, enabled or not.
     virtual void teardown(RenderCallbacks* cb);
@@ -133,15 +166,17 @@ public:
     /// nothing when `pass` is null or `parent` is not a valid node. A pass
     /// must be added once only.
     int addPass(const QString& name, RenderPass* pass, int parent);
-    /// Adds a plain node (no pass) under `parent`, as Graph::addNode(), and
-    /// returns it. `parent` must be a valid node.
+    /// Adds a plain node (no pass, value -1) under `parent`, as
+    /// Graph::addNode(), and returns it. Returns kInvalidNodeRef and adds
+    /// nothing when `parent` is not a valid node.
     int addGroup(const QString& name, int numInputs, int numOutputs, int parent);
     /// Sets the value of parameter `i`, which must exist; used from the next frame.
     void setParameter(int i, const QVariant& value);
     /// Enables or disables the pass of `node`; ignored when `node` is not a
     /// pass node. A disabled pass does not run, but its upstream still does.
     void setEnabled(int node, bool on);
-    /// Sets the node whose upstream each frame renders.
+    /// Sets the node whose upstream each frame renders. Not checked here:
+    /// render() refuses a target that is not a valid node.
     void setTarget(int node);
 
 private:
