@@ -33,7 +33,8 @@ class RecordingPass : public Morvane::Zrn::RenderPassHelper
 {
 public:
     RecordingPass(const QString& name, QStringList* log, int numInputs, int numOutputs)
-        : m_name(name), m_log(log)
+        : m_name(name)
+        , m_log(log)
     {
         for (int i = 0; i < numInputs; ++i)
             addInput(QStringLiteral("in%1").arg(i), QVariant(QStringLiteral("%1.default%2").arg(name).arg(i)));
@@ -46,11 +47,11 @@ public:
             destroyed->append(m_name);
     }
 
-    QStringList* destroyed = nullptr; ///< gets the name when the pass is destroyed
-    unsigned int failWith = 0;        ///< error code start() sets
-    int unfinishedPolls = 0;          ///< isFinished() answers false this often per run
-    int runs = 0;                     ///< start() calls
-    mutable int polls = 0;            ///< isFinished() calls in the current run
+    QStringList* destroyed = nullptr;    ///< gets the name when the pass is destroyed
+    unsigned int failWith = 0;           ///< error code start() sets
+    int unfinishedPolls = 0;             ///< isFinished() answers false this often per run
+    int runs = 0;                        ///< start() calls
+    mutable int polls = 0;               ///< isFinished() calls in the current run
     QVector<RenderCallbacks*> callbacks; ///< every callback pointer received
 
     QVariant inputValue(int i) const { return inputs.at(i).value; }
@@ -134,7 +135,10 @@ private:
 class LoggingRenderer : public Morvane::Zrn::Renderer
 {
 public:
-    explicit LoggingRenderer(QStringList* log) : m_log(log) {}
+    explicit LoggingRenderer(QStringList* log)
+        : m_log(log)
+    {
+    }
 
     void beginFrame(RenderCallbacks* cb) override
     {

@@ -31,7 +31,10 @@ namespace {
 class DirectPass : public RenderPass
 {
 public:
-    explicit DirectPass(QStringList* log) : m_log(log) {}
+    explicit DirectPass(QStringList* log)
+        : m_log(log)
+    {
+    }
     ~DirectPass() override { m_log->append(QStringLiteral("~DirectPass")); }
 
     void setup(RenderCallbacks*) override { m_log->append(QStringLiteral("setup")); }
@@ -47,9 +50,9 @@ public:
     int numOutputs() const override { return 1; }
     QString inputName(int) const override { return QString(); }
     QString outputName(int) const override { return QStringLiteral("value"); }
-    void setInput(int, const QVariant&) override {}
+    void setInput(int, const QVariant&) override { }
     QVariant defaultValue(int) const override { return QVariant(); }
-    void setDefaultValue(int, const QVariant&) override {}
+    void setDefaultValue(int, const QVariant&) override { }
     QVariant output(int) const override { return m_value; }
     void setNumOutputUsers(int, int) override { m_log->append(QStringLiteral("setNumOutputUsers")); }
     void resetNumOutputUsers() override { m_log->append(QStringLiteral("resetNumOutputUsers")); }
@@ -81,9 +84,9 @@ TEST(RenderPassInterface, PassWithoutIsFinishedEndsRightAfterStart)
     renderer.setTarget(node);
 
     EXPECT_TRUE(renderer.render(nullptr));
-    EXPECT_EQ(log, QStringList({QStringLiteral("resetNumOutputUsers"), QStringLiteral("setErrorCode"),
-                                QStringLiteral("beginFrame"), QStringLiteral("start"),
-                                QStringLiteral("endFrame")}));
+    EXPECT_EQ(log,
+              QStringList({QStringLiteral("resetNumOutputUsers"), QStringLiteral("setErrorCode"),
+                           QStringLiteral("beginFrame"), QStringLiteral("start"), QStringLiteral("endFrame")}));
     EXPECT_EQ(renderer.output(out), QVariant(42));
     EXPECT_EQ(renderer.getNumPasses(), 1);
 }

@@ -256,12 +256,13 @@ TEST(RendererComposition, SetupAndTeardownVisitEveryPassInPassIndexOrder)
     renderer.setEnabled(p1, false); // disabled passes are set up and torn down too
 
     renderer.setup(nullptr);
-    EXPECT_EQ(log, QStringList({QStringLiteral("p0.setup()"), QStringLiteral("p1.setup()"),
-                                QStringLiteral("p2.setup()")}));
+    EXPECT_EQ(log,
+              QStringList({QStringLiteral("p0.setup()"), QStringLiteral("p1.setup()"), QStringLiteral("p2.setup()")}));
     log.clear();
     renderer.teardown(nullptr);
-    EXPECT_EQ(log, QStringList({QStringLiteral("p0.teardown()"), QStringLiteral("p1.teardown()"),
-                                QStringLiteral("p2.teardown()")}));
+    EXPECT_EQ(log,
+              QStringList(
+                  {QStringLiteral("p0.teardown()"), QStringLiteral("p1.teardown()"), QStringLiteral("p2.teardown()")}));
 }
 
 TEST(RendererComposition, DestroysPassesInPassIndexOrder)

@@ -41,7 +41,10 @@ protected:
         pass.insert(name, p);
         return renderer.addPass(name, p, parent);
     }
-    void edge(int src, int out, int dst, int in) { ASSERT_NE(graph().addEdge(src, out, dst, in), Graph::kInvalidEdgeRef); }
+    void edge(int src, int out, int dst, int in)
+    {
+        ASSERT_NE(graph().addEdge(src, out, dst, in), Graph::kInvalidEdgeRef);
+    }
     // Feeds renderer output `rendererOutput` from output `out` of `node`, a top-level node.
     int feedOutput(int rendererOutput, int node, int out)
     {
@@ -96,15 +99,13 @@ TEST_F(RenderFixture, ChainRunsUpstreamFirstWithExactCalls)
 
     EXPECT_TRUE(renderer.render(nullptr));
     QStringList expected;
-    expected << s("R.beginFrame()")
-             << s("A.resetNumOutputUsers()") << s("A.setNumOutputUsers(0, 1)") << s("A.setErrorCode(0)")
-             << s("A.beginFrame()") << s("A.start()") << s("A.isFinished()") << s("A.endFrame()") << s("A.errorCode()")
-             << s("B.setInput(0, A.0@1)") << s("B.resetNumOutputUsers()") << s("B.setNumOutputUsers(0, 1)")
-             << s("B.setErrorCode(0)") << s("B.beginFrame()") << s("B.start()") << s("B.isFinished()")
-             << s("B.endFrame()") << s("B.errorCode()")
-             << s("T.setInput(0, B.0@1)") << s("T.resetNumOutputUsers()") << s("T.setErrorCode(0)")
-             << s("T.beginFrame()") << s("T.start()") << s("T.isFinished()") << s("T.endFrame()") << s("T.errorCode()")
-             << s("R.endFrame()");
+    expected << s("R.beginFrame()") << s("A.resetNumOutputUsers()") << s("A.setNumOutputUsers(0, 1)")
+             << s("A.setErrorCode(0)") << s("A.beginFrame()") << s("A.start()") << s("A.isFinished()")
+             << s("A.endFrame()") << s("A.errorCode()") << s("B.setInput(0, A.0@1)") << s("B.resetNumOutputUsers()")
+             << s("B.setNumOutputUsers(0, 1)") << s("B.setErrorCode(0)") << s("B.beginFrame()") << s("B.start()")
+             << s("B.isFinished()") << s("B.endFrame()") << s("B.errorCode()") << s("T.setInput(0, B.0@1)")
+             << s("T.resetNumOutputUsers()") << s("T.setErrorCode(0)") << s("T.beginFrame()") << s("T.start()")
+             << s("T.isFinished()") << s("T.endFrame()") << s("T.errorCode()") << s("R.endFrame()");
     EXPECT_EQ(log, expected);
     EXPECT_EQ(renderer.getNumPasses(), 3);
 
@@ -427,9 +428,9 @@ TEST_F(RenderFixture, UnfinishedPassIsPolledUntilItFinishes)
     pass[s("T")]->unfinishedPolls = 2;
     EXPECT_TRUE(renderer.render(nullptr));
     EXPECT_EQ(callsOf(log, s("T")),
-              QStringList({s("T.resetNumOutputUsers()"), s("T.setErrorCode(0)"), s("T.beginFrame()"),
-                           s("T.start()"), s("T.isFinished()"), s("T.isFinished()"), s("T.isFinished()"),
-                           s("T.endFrame()"), s("T.errorCode()")}));
+              QStringList({s("T.resetNumOutputUsers()"), s("T.setErrorCode(0)"), s("T.beginFrame()"), s("T.start()"),
+                           s("T.isFinished()"), s("T.isFinished()"), s("T.isFinished()"), s("T.endFrame()"),
+                           s("T.errorCode()")}));
     EXPECT_EQ(pass[s("T")]->polls, 3);
 }
 
@@ -566,7 +567,8 @@ TEST_F(RenderFixture, RendererRecordsOneFrameTimePerRender)
     for (int n = 0; n < 3; ++n)
         renderer.render(nullptr);
     EXPECT_EQ(renderer.frameCount(), 3);
-    EXPECT_EQ(renderer.frameTimeSum(), (renderer.frameTimes()[0] + renderer.frameTimes()[1]) + renderer.frameTimes()[2]);
+    EXPECT_EQ(renderer.frameTimeSum(),
+              (renderer.frameTimes()[0] + renderer.frameTimes()[1]) + renderer.frameTimes()[2]);
     EXPECT_EQ(renderer.frameTimes()[3], 0.0);
     EXPECT_FALSE(renderer.frameTimer().isValid());
 }

@@ -111,10 +111,10 @@ public:
     void setErrorCode(unsigned int code) override;
 
 protected:
-    QVector<NamedValue> inputs;     ///< one per input: name and current value
+    QVector<NamedValue> inputs;      ///< one per input: name and current value
     QVector<QVariant> defaultValues; ///< one per input
-    QVector<NamedValue> outputs;    ///< one per output: name and current value
-    QVector<int> outputUsers;       ///< one per output: needed consumers this frame
+    QVector<NamedValue> outputs;     ///< one per output: name and current value
+    QVector<int> outputUsers;        ///< one per output: needed consumers this frame
 
 private:
     FrameStatistics m_frameStats;

@@ -53,21 +53,21 @@ int RenderPassHelper::addOutput(const QString& name)
     return outputs.size() - 1;
 }
 
-void RenderPassHelper::setup(RenderCallbacks*) {}
+void RenderPassHelper::setup(RenderCallbacks*) { }
 
 void RenderPassHelper::beginFrame(RenderCallbacks*)
 {
     m_frameStats.begin();
 }
 
-void RenderPassHelper::start(RenderCallbacks*) {}
+void RenderPassHelper::start(RenderCallbacks*) { }
 
 void RenderPassHelper::endFrame(RenderCallbacks*)
 {
     m_frameStats.end();
 }
 
-void RenderPassHelper::teardown(RenderCallbacks*) {}
+void RenderPassHelper::teardown(RenderCallbacks*) { }
 
 int RenderPassHelper::numInputs() const
 {

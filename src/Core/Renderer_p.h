@@ -23,8 +23,8 @@ struct Renderer::Impl
     Graph graph;                  // the pass graph
     QVector<bool> enabledFlags;   // by pass index; true when added
     int target = Graph::kInvalidNodeRef;
-    QVector<bool> visited;        // by node: marks of this (or the last) frame's marking walk
-    int numPassesRun = 0;         // passes run in the current or last frame
+    QVector<bool> visited; // by node: marks of this (or the last) frame's marking walk
+    int numPassesRun = 0;  // passes run in the current or last frame
 
     // Scratch of render(), kept between frames so that a frame in steady
     // state allocates nothing: the needed nodes (target first, then the
