@@ -133,9 +133,8 @@ void inputWalk(benchmark::State& state, Builder build, InputWalker kind, bool fo
     const Built b = build(int(state.range(0)));
     long visited = 0;
     for (auto _ : state) {
-        visited = kind == InputWalker::BreadthFirst
-            ? walkInputs<BreadthFirstInputWalker>(b, followSources)
-            : walkInputs<BottomUpInputWalker>(b, followSources);
+        visited = kind == InputWalker::BreadthFirst ? walkInputs<BreadthFirstInputWalker>(b, followSources)
+                                                    : walkInputs<BottomUpInputWalker>(b, followSources);
     }
     state.SetItemsProcessed(state.iterations() * visited);
     state.SetComplexityN(state.range(0));
@@ -218,6 +217,4 @@ void purgeChain(benchmark::State& state)
 } // namespace
 
 // 0% is the baseline: the same storage walked and rewritten, nothing dropped.
-BENCHMARK(purgeChain)
-    ->ArgsProduct({{1 << 10, 1 << 13, 1 << 16}, {0, 10, 50, 90}})
-    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(purgeChain)->ArgsProduct({{1 << 10, 1 << 13, 1 << 16}, {0, 10, 50, 90}})->Unit(benchmark::kMicrosecond);

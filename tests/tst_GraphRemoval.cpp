@@ -95,12 +95,17 @@ struct NestedFixture
         u = g.addNode(name("U"), 1, 0, 0);
         v = g.addNode(name("V"), 1, 0, 0);
         w = g.addNode(name("W"), 1, 0, 0);
-        edges = {
-            g.addEdge(s, 0, c, 0),   g.addDownEdge(0, c1, 0), g.addEdge(c1, 0, c2, 0),
-            g.addDownEdge(0, gc, 0), g.addUpEdge(0, gc, 0),   g.addUpEdge(0, c2, 0),
-            g.addEdge(c, 0, t, 0),   g.addEdge(c, 0, u, 0),   g.addEdge(c, 0, v, 0),
-            g.addEdge(s, 0, w, 0),   g.addDownEdge(0, s, 0),
-        };
+        edges.push_back(g.addEdge(s, 0, c, 0));   // e0
+        edges.push_back(g.addDownEdge(0, c1, 0)); // e1
+        edges.push_back(g.addEdge(c1, 0, c2, 0)); // e2
+        edges.push_back(g.addDownEdge(0, gc, 0)); // e3
+        edges.push_back(g.addUpEdge(0, gc, 0));   // e4
+        edges.push_back(g.addUpEdge(0, c2, 0));   // e5
+        edges.push_back(g.addEdge(c, 0, t, 0));   // e6
+        edges.push_back(g.addEdge(c, 0, u, 0));   // e7
+        edges.push_back(g.addEdge(c, 0, v, 0));   // e8
+        edges.push_back(g.addEdge(s, 0, w, 0));   // e9
+        edges.push_back(g.addDownEdge(0, s, 0));  // e10
         for (int i = 0; i < int(edges.size()); ++i)
             EXPECT_EQ(edges[size_t(i)], i);
     }

@@ -244,11 +244,9 @@ void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
         edge.dstNode = mapped(nodesTo, edge.dstNode);
     }
 
-    d->nodes.erase(std::remove_if(d->nodes.begin(), d->nodes.end(),
-                                  [](const Node& n) { return n.removed; }),
+    d->nodes.erase(std::remove_if(d->nodes.begin(), d->nodes.end(), [](const Node& n) { return n.removed; }),
                    d->nodes.end());
-    d->edges.erase(std::remove_if(d->edges.begin(), d->edges.end(),
-                                  [](const Edge& e) { return e.removed; }),
+    d->edges.erase(std::remove_if(d->edges.begin(), d->edges.end(), [](const Edge& e) { return e.removed; }),
                    d->edges.end());
 
     if (nodeMap)
