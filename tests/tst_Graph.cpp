@@ -212,6 +212,45 @@ TEST(GraphNodes, ContainsMeansProperAncestor)
     EXPECT_FALSE(g.contains(-1, 0));
 }
 
+TEST(GraphNodes, ContainsAndIndexOfNodeEndAfterPurgeLeftStaleParents)
+{
+    // Slots 0, 1, 2, 3 with 3 under 2; removing 1 and purging makes old 3
+    // node 2, whose parent field still says 2: itself.
+    Graph g;
+    const int one = g.addNode(QStringLiteral("one"), 0, 0, 0);
+    const int two = g.addNode(QStringLiteral("two"), 0, 0, 0);
+    g.addNode(QStringLiteral("three"), 0, 0, two);
+    g.removeNode(one);
+    g.purge();
+    ASSERT_EQ(g.numNodesGlobal(), 3);
+    ASSERT_EQ(g.parentNode(2), 2);
+
+    EXPECT_FALSE(g.contains(0, 2)); // the climb comes round at once
+    EXPECT_FALSE(g.contains(5, 2));
+    EXPECT_TRUE(g.contains(2, 2));  // what the stale field says, kept as it is
+    EXPECT_EQ(g.indexOfNode(2), -1);
+}
+
+TEST(GraphNodes, IndexOfNodeIsMinusOneWhenThePurgedParentSlotIsGone)
+{
+    // Slots 0..4 with 4 under 3; removing 1 and 2 and purging leaves old 4 as
+    // node 2 with parent field 3, beyond the three slots left.
+    Graph g;
+    const int one = g.addNode(QStringLiteral("one"), 0, 0, 0);
+    const int two = g.addNode(QStringLiteral("two"), 0, 0, 0);
+    const int three = g.addNode(QStringLiteral("three"), 0, 0, 0);
+    g.addNode(QStringLiteral("four"), 0, 0, three);
+    g.removeNode(one);
+    g.removeNode(two);
+    g.purge();
+    ASSERT_EQ(g.numNodesGlobal(), 3);
+    ASSERT_EQ(g.parentNode(2), 3);
+
+    EXPECT_EQ(g.indexOfNode(2), -1);
+    EXPECT_TRUE(g.contains(3, 2));
+    EXPECT_FALSE(g.contains(0, 2));
+}
+
 TEST(GraphNodes, ValueStartsAtMinusOneAndIsReplacedBySetNodeValue)
 {
     Graph g;

@@ -68,12 +68,15 @@ public:
     /// case-sensitive), or kInvalidNodeRef when none is. `parent` must be valid.
     int findNode(const QString& name, int parent) const;
     /// Returns the position of `node` among its parent's children, or -1 for
-    /// the root. `node` must be a valid reference.
+    /// the root, for a node no longer listed, and for a node whose parent slot
+    /// a purge() has left outside the storage. `node` must be a valid reference.
     int indexOfNode(int node) const;
     /// Returns the parent of `node` (-1 for the root). `node` must be valid.
     int parentNode(int node) const;
     /// Returns true when `ancestor` is a proper ancestor of `node`; a node does
     /// not contain itself, and contains(-1, node) is false. `node` must be valid.
+    /// Where purge() has left stale parent fields, the climb stops (false) at
+    /// a parent outside the storage or when it comes round in a circle.
     bool contains(int ancestor, int node) const;
     /// Returns a copy of the name of `node`, a valid node.
     QString nodeName(int node) const;

@@ -133,7 +133,9 @@ int Graph::indexOfNode(int node) const
 {
     Q_ASSERT_X(inRange(node, d->nodes.size()), Q_FUNC_INFO, "node reference out of range");
     const int parent = d->parentOf(node);
-    if (parent == kInvalidNodeRef)
+    // purge() leaves parent fields as they were, so the old parent slot may
+    // lie beyond the compacted storage: then there is no list to look in.
+    if (!inRange(parent, d->nodes.size()))
         return -1;
     const std::vector<int>& siblings = d->node(parent).children;
     const auto it = std::find(siblings.begin(), siblings.end(), node);
@@ -149,9 +151,17 @@ int Graph::parentNode(int node) const
 bool Graph::contains(int ancestor, int node) const
 {
     Q_ASSERT_X(inRange(node, d->nodes.size()), Q_FUNC_INFO, "node reference out of range");
+    // In a tree the climb ends at the root within numNodesGlobal() steps.
+    // After purge(), which leaves parent fields as they were, a stale parent
+    // may lie outside the storage or lead round in a circle: the climb then
+    // stops there and answers false rather than read past the end or never
+    // return.
+    size_t steps = d->nodes.size();
     for (int p = d->parentOf(node); p != kInvalidNodeRef; p = d->parentOf(p)) {
         if (p == ancestor)
             return true;
+        if (!inRange(p, d->nodes.size()) || steps-- == 0)
+            return false;
     }
     return false;
 }
