@@ -274,6 +274,12 @@ struct Third
     bool exposureOn = true;
 
     int frames() const { return firstFrame < 0 ? 0 : lastFrame - firstFrame + 1; }
+    // The frames counted from 1: "4-6", or "4" for one frame.
+    QString span() const
+    {
+        return frames() == 1 ? QString::number(firstFrame + 1)
+                             : QStringLiteral("%1-%2").arg(firstFrame + 1).arg(lastFrame + 1);
+    }
 };
 
 QString passesText(const Third& third)
@@ -374,8 +380,8 @@ int main(int argc, char* argv[])
     QStringList perThird;
     for (const Third& third : thirds) {
         if (third.frames() > 0)
-            perThird << QStringLiteral("%1 in frames %2-%3").arg(passesText(third))
-                            .arg(third.firstFrame + 1).arg(third.lastFrame + 1);
+            perThird << QStringLiteral("%1 in frame%2 %3")
+                            .arg(passesText(third), third.frames() == 1 ? QString() : QStringLiteral("s"), third.span());
     }
     row(QStringLiteral("passes run per frame"), perThird.join(QStringLiteral(", ")));
     row(QStringLiteral("frame time, library units (*)"), QString());
@@ -403,7 +409,7 @@ int main(int argc, char* argv[])
         if (third.frames() == 0)
             continue;
         print(QStringLiteral("  %1 %2   %3 %4\n")
-                  .arg(QStringLiteral("%1-%2").arg(third.firstFrame + 1).arg(third.lastFrame + 1), -14)
+                  .arg(third.span(), -14)
                   .arg(third.frames(), 6)
                   .arg(third.exposureOn ? QStringLiteral("on") : QStringLiteral("off (default 1.0)"), -22)
                   .arg(number(third.lumaSum / third.frames(), 1), 8));
