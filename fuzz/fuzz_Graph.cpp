@@ -503,14 +503,14 @@ void removeSubtree(Graph& g, Bytes& in, bool keepListed)
     }
     const int parent = g.parentNode(node);
     const int siblings = g.numNodes(parent);
-    const int slots = g.numNodesGlobal();
+    const int slotCount = g.numNodesGlobal();
     if (keepListed)
         g.removeChildNode(node);
     else
         g.removeNode(node);
     for (int n : subtree)
         ZRN_FUZZ_CHECK(!g.isValidNode(n));
-    ZRN_FUZZ_CHECK(g.numNodesGlobal() == slots);
+    ZRN_FUZZ_CHECK(g.numNodesGlobal() == slotCount);
     ZRN_FUZZ_CHECK(g.numNodes(parent) == (keepListed ? siblings : siblings - 1));
 }
 
@@ -571,9 +571,9 @@ void step(Graph& g, Bytes& in)
         if (parent < 0 || g.numNodesGlobal() >= kMaxNodes)
             return;
         const int numInputs = int(in.next() % 6) - 1, numOutputs = int(in.next() % 6) - 1;
-        const int slots = g.numNodesGlobal();
+        const int slotCount = g.numNodesGlobal();
         const int n = g.addNode(in.name(), numInputs, numOutputs, parent);
-        ZRN_FUZZ_CHECK(n == slots && g.parentNode(n) == parent);
+        ZRN_FUZZ_CHECK(n == slotCount && g.parentNode(n) == parent);
         ZRN_FUZZ_CHECK(g.getNode(g.numNodes(parent) - 1, parent) == n);
         ZRN_FUZZ_CHECK(g.numInputs(n) == qMax(0, numInputs) && g.numOutputs(n) == qMax(0, numOutputs));
         return;
@@ -654,9 +654,9 @@ void step(Graph& g, Bytes& in)
         const int edge = in.anyInt(g.numEdgesGlobal());
         const bool live = g.isValidEdge(edge);
         const std::vector<int> before = snapshot(g);
-        const int slots = g.numEdgesGlobal();
+        const int slotCount = g.numEdgesGlobal();
         g.removeEdge(edge);
-        ZRN_FUZZ_CHECK(!g.isValidEdge(edge) && g.numEdgesGlobal() == slots);
+        ZRN_FUZZ_CHECK(!g.isValidEdge(edge) && g.numEdgesGlobal() == slotCount);
         if (!live) {
             ZRN_FUZZ_CHECK(snapshot(g) == before);
         }
