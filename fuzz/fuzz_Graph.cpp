@@ -25,15 +25,13 @@
 #include <vector>
 
 #ifndef ZRN_FUZZ_FAIL
-#define ZRN_FUZZ_FAIL(what)                                                        \
-    (std::fprintf(stderr, "graph fuzz: broken at %s:%d: %s\n", __FILE__, __LINE__, \
-                  what),                                                           \
-     std::abort())
+#define ZRN_FUZZ_FAIL(what) \
+    (std::fprintf(stderr, "graph fuzz: broken at %s:%d: %s\n", __FILE__, __LINE__, what), std::abort())
 #endif
-#define ZRN_FUZZ_CHECK(condition)       \
-    do {                                \
-        if (!(condition))               \
-            ZRN_FUZZ_FAIL(#condition);  \
+#define ZRN_FUZZ_CHECK(condition)      \
+    do {                               \
+        if (!(condition))              \
+            ZRN_FUZZ_FAIL(#condition); \
     } while (false)
 
 namespace ZrnGraphFuzz {
@@ -49,7 +47,11 @@ constexpr int kMaxGroups = 3;
 class Bytes
 {
 public:
-    Bytes(const std::uint8_t* data, std::size_t size) : m_data(data), m_size(size) {}
+    Bytes(const std::uint8_t* data, std::size_t size)
+        : m_data(data)
+        , m_size(size)
+    {
+    }
 
     bool empty() const { return m_pos >= m_size; }
     unsigned next() { return m_pos < m_size ? m_data[m_pos++] : 0u; }
@@ -177,14 +179,17 @@ void checkInvariants(const Graph& g)
         if (down) {
             // Source: a parent's input; destination: a child's input.
             ZRN_FUZZ_CHECK(g.isValidInput(sn, si) && g.isValidInput(dn, di));
-            ZRN_FUZZ_CHECK(occurrences(g.numInputDestinations(sn, si),
-                                       [&](int k) { return g.inputDestination(sn, si, k); }, e) == 1);
+            ZRN_FUZZ_CHECK(occurrences(
+                               g.numInputDestinations(sn, si), [&](int k) { return g.inputDestination(sn, si, k); }, e)
+                           == 1);
             ZRN_FUZZ_CHECK(g.inputSource(dn, di) == e);
         } else {
             // Source: an output; destination: a sibling's input or the parent's output.
             ZRN_FUZZ_CHECK(g.isValidOutput(sn, si));
-            ZRN_FUZZ_CHECK(occurrences(g.numOutputDestinations(sn, si),
-                                       [&](int k) { return g.outputDestination(sn, si, k); }, e) == 1);
+            ZRN_FUZZ_CHECK(
+                occurrences(
+                    g.numOutputDestinations(sn, si), [&](int k) { return g.outputDestination(sn, si, k); }, e)
+                == 1);
             if (regular) {
                 ZRN_FUZZ_CHECK(g.isValidInput(dn, di) && g.inputSource(dn, di) == e);
             } else {
@@ -275,8 +280,8 @@ bool referencePrecedes(const Graph& g, int a, int b, bool throughHierarchy)
 
 void tryAddEdge(Graph& g, int src, int srcOutput, int dst, int dstInput)
 {
-    bool accept = g.isValidOutput(src, srcOutput) && g.isValidInput(dst, dstInput)
-        && g.parentNode(src) == g.parentNode(dst);
+    bool accept =
+        g.isValidOutput(src, srcOutput) && g.isValidInput(dst, dstInput) && g.parentNode(src) == g.parentNode(dst);
     if (accept) {
         const int count = g.numOutputDestinations(src, srcOutput);
         accept = g.inputSource(dst, dstInput) == Graph::kInvalidEdgeRef
@@ -472,8 +477,7 @@ void checkPrecedes(const Graph& g, Bytes& in)
             a = node;
         }
         break;
-    default:
-        break;
+    default: break;
     }
     ZRN_FUZZ_CHECK(g.precedes(b, b, false) && g.precedes(b, b, true));
     for (bool through : {false, true}) {
@@ -543,24 +547,65 @@ void removeLastPort(Graph& g, Bytes& in)
 // ---------------------------------------------------------------- one operation
 
 enum class Op {
-    AddNode, AddPortOrGroup, Rename,
-    AddEdge, AddEdgeAnyInts, AddDownEdge, AddDownEdgeAnyInts, AddUpEdge, AddUpEdgeAnyInts,
-    RemoveEdgeAnyInt, Disconnect, ValidityTests, Walks, Precedes,
-    RemoveNode, RemoveLastPort, RemoveGroup, ConnectByName, EdgeByName,
+    AddNode,
+    AddPortOrGroup,
+    Rename,
+    AddEdge,
+    AddEdgeAnyInts,
+    AddDownEdge,
+    AddDownEdgeAnyInts,
+    AddUpEdge,
+    AddUpEdgeAnyInts,
+    RemoveEdgeAnyInt,
+    Disconnect,
+    ValidityTests,
+    Walks,
+    Precedes,
+    RemoveNode,
+    RemoveLastPort,
+    RemoveGroup,
+    ConnectByName,
+    EdgeByName,
 };
 
 // How often each operation comes up: building the graph and making edges
 // between existing ports dominate, so that graphs with chains, nesting and
 // refusals for each reason are reached within a few hundred bytes.
 constexpr Op kOps[] = {
-    Op::AddNode, Op::AddNode, Op::AddNode, Op::AddNode,
-    Op::AddPortOrGroup, Op::AddPortOrGroup, Op::Rename,
-    Op::AddEdge, Op::AddEdge, Op::AddEdge, Op::AddEdge, Op::AddEdge, Op::AddEdge, Op::AddEdgeAnyInts,
-    Op::AddDownEdge, Op::AddDownEdge, Op::AddDownEdge, Op::AddDownEdgeAnyInts,
-    Op::AddUpEdge, Op::AddUpEdge, Op::AddUpEdge, Op::AddUpEdgeAnyInts,
-    Op::RemoveEdgeAnyInt, Op::Disconnect, Op::ValidityTests, Op::Walks, Op::Walks,
-    Op::Precedes, Op::Precedes, Op::RemoveNode, Op::RemoveLastPort, Op::RemoveGroup,
-    Op::ConnectByName, Op::EdgeByName,
+    Op::AddNode,
+    Op::AddNode,
+    Op::AddNode,
+    Op::AddNode,
+    Op::AddPortOrGroup,
+    Op::AddPortOrGroup,
+    Op::Rename,
+    Op::AddEdge,
+    Op::AddEdge,
+    Op::AddEdge,
+    Op::AddEdge,
+    Op::AddEdge,
+    Op::AddEdge,
+    Op::AddEdgeAnyInts,
+    Op::AddDownEdge,
+    Op::AddDownEdge,
+    Op::AddDownEdge,
+    Op::AddDownEdgeAnyInts,
+    Op::AddUpEdge,
+    Op::AddUpEdge,
+    Op::AddUpEdge,
+    Op::AddUpEdgeAnyInts,
+    Op::RemoveEdgeAnyInt,
+    Op::Disconnect,
+    Op::ValidityTests,
+    Op::Walks,
+    Op::Walks,
+    Op::Precedes,
+    Op::Precedes,
+    Op::RemoveNode,
+    Op::RemoveLastPort,
+    Op::RemoveGroup,
+    Op::ConnectByName,
+    Op::EdgeByName,
 };
 
 void step(Graph& g, Bytes& in)
@@ -633,8 +678,7 @@ void step(Graph& g, Bytes& in)
         });
         if (child < 0)
             return;
-        tryAddDownEdge(g, pickIndex(g.numInputs(g.parentNode(child)), in), child,
-                       pickIndex(g.numInputs(child), in));
+        tryAddDownEdge(g, pickIndex(g.numInputs(g.parentNode(child)), in), child, pickIndex(g.numInputs(child), in));
         return;
     }
     case Op::AddUpEdgeAnyInts:
@@ -646,8 +690,7 @@ void step(Graph& g, Bytes& in)
         });
         if (child < 0)
             return;
-        tryAddUpEdge(g, pickIndex(g.numOutputs(g.parentNode(child)), in), child,
-                     pickIndex(g.numOutputs(child), in));
+        tryAddUpEdge(g, pickIndex(g.numOutputs(g.parentNode(child)), in), child, pickIndex(g.numOutputs(child), in));
         return;
     }
     case Op::RemoveEdgeAnyInt: {
@@ -683,21 +726,11 @@ void step(Graph& g, Bytes& in)
         }
         return;
     }
-    case Op::ValidityTests:
-        checkValidityTests(g, in);
-        return;
-    case Op::Walks:
-        checkWalks(g, in);
-        return;
-    case Op::Precedes:
-        checkPrecedes(g, in);
-        return;
-    case Op::RemoveNode:
-        removeSubtree(g, in, in.next() % 2);
-        return;
-    case Op::RemoveLastPort:
-        removeLastPort(g, in);
-        return;
+    case Op::ValidityTests: checkValidityTests(g, in); return;
+    case Op::Walks: checkWalks(g, in); return;
+    case Op::Precedes: checkPrecedes(g, in); return;
+    case Op::RemoveNode: removeSubtree(g, in, in.next() % 2); return;
+    case Op::RemoveLastPort: removeLastPort(g, in); return;
     case Op::RemoveGroup: { // removing a group detaches its ports, nothing else
         const int n = pickNode(g, in);
         if (n < 0)
@@ -745,7 +778,7 @@ void step(Graph& g, Bytes& in)
 
 // The by-name operations report failed lookups on the critical channel;
 // the fuzzer does not need them printed.
-void quietMessages(QtMsgType, const QMessageLogContext&, const QString&) {}
+void quietMessages(QtMsgType, const QMessageLogContext&, const QString&) { }
 
 int run(const std::uint8_t* data, std::size_t size)
 {

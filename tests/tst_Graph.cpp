@@ -132,12 +132,15 @@ TEST_P(GraphNodePortCounts, CountsOfZeroOrLessMakeNoPorts)
     EXPECT_EQ(g.numOutputs(n), row.expectedOutputs);
 }
 
+// One row per line.
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(Counts, GraphNodePortCounts,
                          ::testing::Values(PortCountRow{0, 0, 0, 0},
                                            PortCountRow{-1, -5, 0, 0},
                                            PortCountRow{INT_MIN, 3, 0, 3},
                                            PortCountRow{4, -2, 4, 0},
                                            PortCountRow{1, 1, 1, 1}));
+// clang-format on
 
 TEST(GraphNodes, ReferencesAreGlobalAndPositionsArePerParent)
 {
@@ -227,7 +230,7 @@ TEST(GraphNodes, ContainsAndIndexOfNodeEndAfterPurgeLeftStaleParents)
 
     EXPECT_FALSE(g.contains(0, 2)); // the climb comes round at once
     EXPECT_FALSE(g.contains(5, 2));
-    EXPECT_TRUE(g.contains(2, 2));  // what the stale field says, kept as it is
+    EXPECT_TRUE(g.contains(2, 2)); // what the stale field says, kept as it is
     EXPECT_EQ(g.indexOfNode(2), -1);
 }
 
@@ -316,6 +319,8 @@ struct PortSide
     int (*makeNode)(Graph&, int n);
 };
 
+// The two tables line up member by member.
+// clang-format off
 const PortSide kInputSide{
     "inputs",
     &Graph::addInput, &Graph::addInputGroup, &Graph::numInputs, &Graph::numInputGroups,
@@ -335,6 +340,7 @@ const PortSide kOutputSide{
     &Graph::findInput, &Graph::addInput,
     [](Graph& g, int n) { return g.addNode(QStringLiteral("node"), 0, n, 0); },
 };
+// clang-format on
 
 class GraphPorts : public ::testing::TestWithParam<PortSide>
 {
@@ -474,9 +480,7 @@ TEST_P(GraphPorts, TheTwoFamiliesAreIndependent)
 }
 
 INSTANTIATE_TEST_SUITE_P(Sides, GraphPorts, ::testing::Values(kInputSide, kOutputSide),
-                         [](const ::testing::TestParamInfo<PortSide>& info) {
-                             return std::string(info.param.label);
-                         });
+                         [](const ::testing::TestParamInfo<PortSide>& info) { return std::string(info.param.label); });
 
 // ---------------------------------------------------------------- unchecked accessors
 //

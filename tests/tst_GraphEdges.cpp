@@ -385,7 +385,6 @@ TEST(GraphEdges, DownAndUpEdgesMakeNoCycleTest)
 //   +-- Q(6) ins 1, outs 1
 enum : int { P = 1, A = 2, B = 3, R = 4, R1 = 5, Q = 6, kNodes = 7 };
 
-
 struct GuardRow
 {
     const char* label;
@@ -451,6 +450,8 @@ TEST_P(GraphAddEdgeGuards, BadReferenceIsRefusedAndChangesNothing)
     EXPECT_EQ(snapshot(g), before);
 }
 
+// One row per line.
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Rows, GraphAddEdgeGuards,
     ::testing::Values(GuardRow{"SrcNodeMinusOne", -1, 0, B, 0},
@@ -476,6 +477,7 @@ INSTANTIATE_TEST_SUITE_P(
                       GuardRow{"DstInputIntMin", A, 0, B, INT_MIN},
                       GuardRow{"AllMinusOne", -1, -1, -1, -1}),
     rowName);
+// clang-format on
 
 class GraphAddDownEdgeGuards : public GraphGuards
 {
@@ -490,6 +492,8 @@ TEST_P(GraphAddDownEdgeGuards, BadReferenceIsRefusedAndChangesNothing)
     EXPECT_EQ(snapshot(g), before);
 }
 
+// One row per line.
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Rows, GraphAddDownEdgeGuards,
     ::testing::Values(GuardRow{"ParentInputMinusOne", -1, B, 0, 0},
@@ -505,6 +509,7 @@ INSTANTIATE_TEST_SUITE_P(
                       GuardRow{"ChildInputPastTheEnd", 0, B, 1, 0},
                       GuardRow{"AllMinusOne", -1, -1, -1, 0}),
     rowName);
+// clang-format on
 
 class GraphAddUpEdgeGuards : public GraphGuards
 {
@@ -519,6 +524,8 @@ TEST_P(GraphAddUpEdgeGuards, BadReferenceIsRefusedAndChangesNothing)
     EXPECT_EQ(snapshot(g), before);
 }
 
+// One row per line.
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Rows, GraphAddUpEdgeGuards,
     ::testing::Values(GuardRow{"ParentOutputMinusOne", -1, A, 0, 0},
@@ -535,6 +542,7 @@ INSTANTIATE_TEST_SUITE_P(
                       GuardRow{"ChildOutputPastTheEnd", 1, A, 1, 0},
                       GuardRow{"AllMinusOne", -1, -1, -1, 0}),
     rowName);
+// clang-format on
 
 // ---------------------------------------------------------------- queries
 
@@ -653,8 +661,7 @@ TEST_P(GraphRemoveEdgeIgnores, ReferenceThatNamesNoLiveEdge)
 }
 
 // -100 stands for numEdgesGlobal().
-INSTANTIATE_TEST_SUITE_P(References, GraphRemoveEdgeIgnores,
-                         ::testing::Values(-1, -100, 2, INT_MIN, INT_MAX));
+INSTANTIATE_TEST_SUITE_P(References, GraphRemoveEdgeIgnores, ::testing::Values(-1, -100, 2, INT_MIN, INT_MAX));
 
 // ---------------------------------------------------------------- disconnection
 

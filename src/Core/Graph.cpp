@@ -443,14 +443,12 @@ int Graph::outputDestination(int node, int output, int index) const
 
 bool Graph::isValidInputDestination(int node, int input, int index) const
 {
-    return isValidInput(node, input)
-        && inRange(index, d->node(node).inputs[size_t(input)].destinations.size());
+    return isValidInput(node, input) && inRange(index, d->node(node).inputs[size_t(input)].destinations.size());
 }
 
 bool Graph::isValidOutputDestination(int node, int output, int index) const
 {
-    return isValidOutput(node, output)
-        && inRange(index, d->node(node).outputs[size_t(output)].destinations.size());
+    return isValidOutput(node, output) && inRange(index, d->node(node).outputs[size_t(output)].destinations.size());
 }
 
 int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)

@@ -47,14 +47,8 @@ struct Graph::Impl
     std::vector<Node> nodes;
     std::vector<Edge> edges;
 
-    bool validNode(int n) const
-    {
-        return n >= 0 && n < int(nodes.size()) && !nodes[size_t(n)].removed;
-    }
-    bool validEdge(int e) const
-    {
-        return e >= 0 && e < int(edges.size()) && !edges[size_t(e)].removed;
-    }
+    bool validNode(int n) const { return n >= 0 && n < int(nodes.size()) && !nodes[size_t(n)].removed; }
+    bool validEdge(int e) const { return e >= 0 && e < int(edges.size()) && !edges[size_t(e)].removed; }
     const Node& node(int n) const { return nodes[size_t(n)]; }
     Node& node(int n) { return nodes[size_t(n)]; }
     const Edge& edge(int e) const { return edges[size_t(e)]; }
