@@ -354,9 +354,9 @@ void HistogramPass::start(RenderCallbacks*)
         }
     }
 
-    outputs[0].value = QVariant::fromValue(image);
-    outputs[1].value = lumaSum / count;
-    outputs[2].value = QVariant::fromValue(bins);
+    const QVariant values[] = {QVariant::fromValue(image), lumaSum / count, QVariant::fromValue(bins)};
+    for (int i = 0; i < 3; ++i)
+        outputs[i].value = values[i];
 }
 
 // ------------------------------------------------------------------ files
