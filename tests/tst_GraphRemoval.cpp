@@ -660,3 +660,34 @@ TEST(GraphPurge, RemovingANodeWhoseOldParentSlotIsGoneLeavesTheListsAlone)
 }
 
 } // namespace
+
+TEST(GraphPurge, EdgeLeftOnAnErasedPortIsRemovedCleanlyAfterItsNodeIsPurged)
+{
+    // A's output is erased while it still feeds B, then A is removed and
+    // purged: the edge keeps running from a node that no longer exists.
+    Graph g;
+    const int a = g.addNode(name("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(name("B"), 1, 0, Graph::kRootNodeRef);
+    const int e = g.addEdge(a, 0, b, 0);
+    ASSERT_EQ(e, 0);
+    g.removeOutput(a, 0);
+    g.removeNode(a);
+    g.purge();
+
+    ASSERT_EQ(g.numNodesGlobal(), 2);
+    ASSERT_EQ(g.numEdgesGlobal(), 1);
+    EXPECT_EQ(g.edgeSourceNode(0), -1);
+    EXPECT_EQ(g.edgeDestNode(0), 1);
+    EXPECT_TRUE(g.isValidEdge(0));
+    EXPECT_FALSE(g.isRegularEdge(0));
+    EXPECT_FALSE(g.isDownEdge(0));
+    EXPECT_FALSE(g.isUpEdge(0));
+    EXPECT_EQ(g.inputSource(1, 0), 0);
+
+    g.removeEdge(0);
+    EXPECT_FALSE(g.isValidEdge(0));
+    EXPECT_EQ(g.inputSource(1, 0), -1);
+    // B's input is free again.
+    const int c = g.addNode(name("C"), 0, 1, Graph::kRootNodeRef);
+    EXPECT_EQ(g.addEdge(c, 0, 1, 0), 1);
+}

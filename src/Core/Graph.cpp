@@ -526,6 +526,29 @@ void Graph::removeEdge(int edge)
     if (!d->validEdge(edge))
         return;
     Edge& e = d->edge(edge);
+    if (!d->inStorage(e.srcNode) || !d->inStorage(e.dstNode)) {
+        // An end was purged away (its port had been erased while still
+        // connected), so the kind can no longer be told: unlink the edge from
+        // whichever port of the remaining end still holds it.
+        if (d->inStorage(e.srcNode)) {
+            for (std::vector<Port>* ports : {&d->node(e.srcNode).inputs, &d->node(e.srcNode).outputs}) {
+                if (!inRange(e.srcIndex, ports->size()))
+                    continue;
+                std::vector<int>& dests = (*ports)[size_t(e.srcIndex)].destinations;
+                const auto it = std::find(dests.begin(), dests.end(), edge);
+                if (it != dests.end())
+                    dests.erase(it);
+            }
+        }
+        if (d->inStorage(e.dstNode)) {
+            for (std::vector<Port>* ports : {&d->node(e.dstNode).inputs, &d->node(e.dstNode).outputs}) {
+                if (inRange(e.dstIndex, ports->size()) && (*ports)[size_t(e.dstIndex)].source == edge)
+                    (*ports)[size_t(e.dstIndex)].source = kInvalidEdgeRef;
+            }
+        }
+        e.removed = true;
+        return;
+    }
 
     // The two ports, by kind in this order: regular, down, otherwise up.
     std::vector<Port>* srcPorts;

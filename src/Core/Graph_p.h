@@ -54,12 +54,18 @@ struct Graph::Impl
     const Edge& edge(int e) const { return edges[size_t(e)]; }
     Edge& edge(int e) { return edges[size_t(e)]; }
     int parentOf(int n) const { return nodes[size_t(n)].parent; }
+    bool inStorage(int n) const { return n >= 0 && n < int(nodes.size()); }
 
     // The three kinds, read off the parents of the stored end nodes. `e` must
-    // be a valid edge.
-    bool regular(const Edge& e) const { return parentOf(e.srcNode) == parentOf(e.dstNode); }
-    bool down(const Edge& e) const { return e.srcNode == parentOf(e.dstNode); }
-    bool up(const Edge& e) const { return parentOf(e.srcNode) == e.dstNode; }
+    // be a valid edge. An edge whose end names no slot is of no kind: that
+    // happens only when a port was erased before its edges were disconnected
+    // and its node was then removed and purged away.
+    bool regular(const Edge& e) const
+    {
+        return inStorage(e.srcNode) && inStorage(e.dstNode) && parentOf(e.srcNode) == parentOf(e.dstNode);
+    }
+    bool down(const Edge& e) const { return inStorage(e.dstNode) && e.srcNode == parentOf(e.dstNode); }
+    bool up(const Edge& e) const { return inStorage(e.srcNode) && parentOf(e.srcNode) == e.dstNode; }
 
     // The walk primitives, shared by Graph's public walks and by precedes().
     bool walkAcross(int& node, int& index) const;
