@@ -4,6 +4,8 @@
 # through pkg-config) for each Qt, then the API docs build.
 # Installs what is missing first (see scripts/deps.sh).
 # Prints PASS or FAIL for each step and a summary; exits non-zero on any FAIL.
+# The build trees go to build/qt5 and build/qt6; set ZRNCORE_BUILD_ROOT to use
+# another folder than build.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 1
 
@@ -11,6 +13,7 @@ bash scripts/deps.sh cmake make g++ pkg-config qtbase5-dev qt6-base-dev \
   libgtest-dev libgmock-dev googletest libbenchmark-dev graphviz doxygen || exit 1
 
 jobs=$(nproc 2>/dev/null || echo 2)
+root=${ZRNCORE_BUILD_ROOT:-build}
 results=()
 failures=0
 record() { # record STATUS NAME
@@ -20,7 +23,7 @@ record() { # record STATUS NAME
 }
 
 for qt in 5 6; do
-  dir=build/qt$qt
+  dir=$root/qt$qt
   # Qt 5 is built as Debug so that the library's Q_ASSERT checks are live.
   type=RelWithDebInfo
   [ "$qt" = 5 ] && type=Debug
@@ -48,8 +51,8 @@ for qt in 5 6; do
 done
 
 echo "== API docs (Doxygen, any warning fails)"
-docs_dir=build/qt6
-[ -f "$docs_dir/CMakeCache.txt" ] || docs_dir=build/qt5
+docs_dir=$root/qt6
+[ -f "$docs_dir/CMakeCache.txt" ] || docs_dir=$root/qt5
 if [ -f "$docs_dir/CMakeCache.txt" ] && cmake --build "$docs_dir" --target docs; then
   record PASS "API docs in $docs_dir/docs/html"
 else
