@@ -4,6 +4,8 @@
 // Passes and a renderer that write every call they receive from the
 // renderer into a shared log, for the render tests.
 
+#include "TestSupport.h"
+
 #include <ZrnCore/RenderPassHelper.h>
 #include <ZrnCore/Renderer.h>
 
@@ -180,10 +182,6 @@ inline QStringList started(const QStringList& log)
 } // namespace ZrnTest
 
 // Readable values in test failure messages.
-inline void PrintTo(const QString& text, std::ostream* os)
-{
-    *os << '"' << text.toStdString() << '"';
-}
 inline void PrintTo(const QVariant& value, std::ostream* os)
 {
     *os << ZrnTest::show(value).toStdString();

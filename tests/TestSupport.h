@@ -8,6 +8,8 @@
 #include <QtCore/QStringList>
 #include <QtCore/QtGlobal>
 
+#include <ostream>
+
 namespace ZrnTest {
 
 /// While alive, collects every qDebug line in `debug` and every qCritical
@@ -16,8 +18,16 @@ namespace ZrnTest {
 class MessageCapture
 {
 public:
-    MessageCapture() { s_current = this; m_previous = qInstallMessageHandler(&MessageCapture::handler); }
-    ~MessageCapture() { qInstallMessageHandler(m_previous); s_current = nullptr; }
+    MessageCapture()
+    {
+        s_current = this;
+        m_previous = qInstallMessageHandler(&MessageCapture::handler);
+    }
+    ~MessageCapture()
+    {
+        qInstallMessageHandler(m_previous);
+        s_current = nullptr;
+    }
     MessageCapture(const MessageCapture&) = delete;
     MessageCapture& operator=(const MessageCapture&) = delete;
 
@@ -25,7 +35,12 @@ public:
     QStringList critical;
     QStringList other;
 
-    void clear() { debug.clear(); critical.clear(); other.clear(); }
+    void clear()
+    {
+        debug.clear();
+        critical.clear();
+        other.clear();
+    }
 
 private:
     static void handler(QtMsgType type, const QMessageLogContext&, const QString& message)
@@ -44,5 +59,16 @@ private:
 };
 
 } // namespace ZrnTest
+
+// Readable strings and string lists in test failure messages; a list prints
+// one entry a line, as the diagnostic and dump lines are compared whole.
+inline void PrintTo(const QString& text, std::ostream* os)
+{
+    *os << '"' << text.toStdString() << '"';
+}
+inline void PrintTo(const QStringList& lines, std::ostream* os)
+{
+    *os << "[\n" << lines.join(QStringLiteral("\n")).toStdString() << "\n]";
+}
 
 #endif // ZRNCORE_TESTS_TESTSUPPORT_H

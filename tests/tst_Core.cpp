@@ -21,11 +21,6 @@
 #include <cstring>
 #include <ostream>
 
-QT_BEGIN_NAMESPACE
-void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
-void PrintTo(const QStringList& l, std::ostream* os) { *os << '[' << l.join(QStringLiteral(" | ")).toStdString() << ']'; }
-QT_END_NAMESPACE
-
 using namespace Morvane::Zrn;
 using ZrnTest::MessageCapture;
 
@@ -54,8 +49,8 @@ TEST(ReportBaseName, TrailingSlashLeavesNothing)
 TEST(ReportAssertion, PrintsOneCriticalLineInTheFixedForm)
 {
     MessageCapture capture;
-    Internal::reportAssertion("src/Core/Graph.cpp", 681, "isValidNode(childNode)", "Parent '%s' Child '%s'",
-                              "in", "out");
+    Internal::reportAssertion("src/Core/Graph.cpp", 681, "isValidNode(childNode)", "Parent '%s' Child '%s'", "in",
+                              "out");
     EXPECT_EQ(capture.critical,
               QStringList{QStringLiteral("[Graph.cpp:681] [ !! ] Assertion 'isValidNode(childNode)' failed: "
                                          "Parent 'in' Child 'out'")});
@@ -83,7 +78,8 @@ TEST(ReportAssertion, PercentInNameArgumentIsPrintedAsItStands)
     MessageCapture capture;
     Internal::reportAssertion("y.cpp", 1, "c", "Source output '%s' is not valid", "50%s %d");
     EXPECT_EQ(capture.critical,
-              QStringList{QStringLiteral("[y.cpp:1] [ !! ] Assertion 'c' failed: Source output '50%s %d' is not valid")});
+              QStringList{
+                  QStringLiteral("[y.cpp:1] [ !! ] Assertion 'c' failed: Source output '50%s %d' is not valid")});
 }
 
 TEST(ReportAssertion, NamesOutsideLatin1ArePrintedAsTheLocalConversionYieldsThem)
@@ -114,7 +110,8 @@ TEST(ReportError, EachCallIsReportedNeitherSuppressedNorCounted)
     MessageCapture capture;
     Internal::reportError("Core.cpp", 1, "same");
     Internal::reportError("Core.cpp", 1, "same");
-    EXPECT_EQ(capture.critical, (QStringList{QStringLiteral("[Core.cpp:1] same"), QStringLiteral("[Core.cpp:1] same")}));
+    EXPECT_EQ(capture.critical,
+              (QStringList{QStringLiteral("[Core.cpp:1] same"), QStringLiteral("[Core.cpp:1] same")}));
 }
 
 // ---------------------------------------------------------------- paths

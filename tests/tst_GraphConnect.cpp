@@ -9,23 +9,23 @@
 
 #include <ostream>
 
-QT_BEGIN_NAMESPACE
-void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
-void PrintTo(const QStringList& l, std::ostream* os) { *os << '[' << l.join(QStringLiteral(" | ")).toStdString() << ']'; }
-QT_END_NAMESPACE
-
 using Morvane::Zrn::Graph;
 using ZrnTest::MessageCapture;
 
 namespace {
 
-QString S(const char* text) { return QString::fromUtf8(text); }
+QString S(const char* text)
+{
+    return QString::fromUtf8(text);
+}
 
 // The exact report lines.
-const QString kLine681Foo = S("[Graph.cpp:681] [ !! ] Assertion 'isValidOutput(srcNode, findOutput(srcNode, "
-                              "srcOutputName))' failed: Source output 'foo' is not valid");
-const QString kLine682Bar = S("[Graph.cpp:682] [ !! ] Assertion 'isValidInput(dstNode, findInput(dstNode, "
-                              "dstInputName))' failed: Dest input 'bar' is not valid");
+const QString kLine681Foo =
+    S("[Graph.cpp:681] [ !! ] Assertion 'isValidOutput(srcNode, findOutput(srcNode, "
+      "srcOutputName))' failed: Source output 'foo' is not valid");
+const QString kLine682Bar =
+    S("[Graph.cpp:682] [ !! ] Assertion 'isValidInput(dstNode, findInput(dstNode, "
+      "dstInputName))' failed: Dest input 'bar' is not valid");
 QString line717(const char* parentName, const char* childName)
 {
     return S("[Graph.cpp:717] [ !! ] Assertion 'isValidNode(childNode)' failed: Parent '%1' Child '%2'")
@@ -463,13 +463,13 @@ struct Groups
     Groups()
     {
         const int og = g.addOutputGroup(a, S("g"));
-        g.addOutput(a, S("v"), og);  // 0
-        g.addOutput(a, S("w"), -1);  // 1
-        g.addOutput(a, S("v"), -1);  // 2
+        g.addOutput(a, S("v"), og); // 0
+        g.addOutput(a, S("w"), -1); // 1
+        g.addOutput(a, S("v"), -1); // 2
         const int ig = g.addInputGroup(b, S("h"));
-        g.addInput(b, S("v"), ig);   // 0
-        g.addInput(b, S("v"), -1);   // 1
-        g.addInput(b, S("w"), -1);   // 2
+        g.addInput(b, S("v"), ig); // 0
+        g.addInput(b, S("v"), -1); // 1
+        g.addInput(b, S("w"), -1); // 2
     }
 };
 

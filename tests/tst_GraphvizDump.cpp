@@ -10,17 +10,15 @@
 
 #include <ostream>
 
-QT_BEGIN_NAMESPACE
-void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
-void PrintTo(const QStringList& l, std::ostream* os) { *os << "[\n" << l.join(QStringLiteral("\n")).toStdString() << "\n]"; }
-QT_END_NAMESPACE
-
 using namespace Morvane::Zrn;
 using ZrnTest::MessageCapture;
 
 namespace {
 
-QString S(const char* text) { return QString::fromUtf8(text); }
+QString S(const char* text)
+{
+    return QString::fromUtf8(text);
+}
 
 // The fixed lines around the node and edge lines.
 QStringList expectedDump(const QStringList& nodeLines, const QStringList& edgeLines)
@@ -47,8 +45,8 @@ QStringList dumpLines(const Graph& graph)
 TEST(GraphvizDump, EmptyGraphGivesTheFixedLinesOnly)
 {
     Graph g;
-    const QStringList expected{S("digraph \"Zrn\" {"), S("  rankdir=LR;"), S(" "), S("  // Nodes"),
-                               S(" "), S("  // Edges"), S("}")};
+    const QStringList
+        expected{S("digraph \"Zrn\" {"), S("  rankdir=LR;"), S(" "), S("  // Nodes"), S(" "), S("  // Edges"), S("}")};
     EXPECT_EQ(dumpLines(g), expected);
     EXPECT_EQ(graphvizText(&g), S("digraph \"Zrn\" {\n  rankdir=LR;\n \n  // Nodes\n \n  // Edges\n}\n"));
 }

@@ -83,8 +83,8 @@ GeneratePass::GeneratePass()
 void GeneratePass::start(RenderCallbacks*)
 {
     int width = 0, height = 0, frame = 0, frames = 1;
-    if (!readInt(inputs[0].value, &width) || !readInt(inputs[1].value, &height)
-        || width < 1 || height < 1 || width > kMaxImageSide || height > kMaxImageSide) {
+    if (!readInt(inputs[0].value, &width) || !readInt(inputs[1].value, &height) || width < 1 || height < 1
+        || width > kMaxImageSide || height > kMaxImageSide) {
         outputs[0].value = QVariant();
         setErrorCode(BadSize);
         return;
@@ -368,11 +368,9 @@ bool writePpm(const RgbImage& image, const QString& path)
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
-    const QByteArray header = "P6\n" + QByteArray::number(image.width) + ' '
-        + QByteArray::number(image.height) + "\n255\n";
-    return file.write(header) == header.size()
-        && file.write(image.pixels) == image.pixels.size()
-        && file.flush();
+    const QByteArray header =
+        "P6\n" + QByteArray::number(image.width) + ' ' + QByteArray::number(image.height) + "\n255\n";
+    return file.write(header) == header.size() && file.write(image.pixels) == image.pixels.size() && file.flush();
 }
 
 } // namespace ZrnDemo

@@ -47,10 +47,7 @@ struct FloatImage
     int height = 0;
     QVector<float> pixels;
 
-    bool isValid() const
-    {
-        return width > 0 && height > 0 && pixels.size() == width * height;
-    }
+    bool isValid() const { return width > 0 && height > 0 && pixels.size() == width * height; }
 };
 
 /// An 8-bit RGB image, three bytes per pixel, row by row, as a binary PPM
@@ -61,10 +58,7 @@ struct RgbImage
     int height = 0;
     QByteArray pixels;
 
-    bool isValid() const
-    {
-        return width > 0 && height > 0 && pixels.size() == width * height * 3;
-    }
+    bool isValid() const { return width > 0 && height > 0 && pixels.size() == width * height * 3; }
 };
 
 /// Draws a moving pattern: two interfering ring waves whose centres circle
@@ -102,13 +96,13 @@ private:
     void workerLoop();
 
     std::thread m_worker;
-    std::mutex m_mutex;                 // guards the four members below
+    std::mutex m_mutex; // guards the four members below
     std::condition_variable m_wake;
     bool m_hasJob = false;
     bool m_quit = false;
     FloatImage m_job;
     int m_jobRadius = 0;
-    FloatImage m_result;                // written by the worker, read in endFrame()
+    FloatImage m_result; // written by the worker, read in endFrame()
     std::atomic<bool> m_done{true};
 };
 

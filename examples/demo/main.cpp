@@ -136,20 +136,21 @@ int parseArguments(const QStringList& arguments, Options* options)
     // The last occurrence of an option wins, so a script may put defaults first.
     if (parser.isSet(frames) && !parseInt(parser.values(frames).last(), 1, kMaxFrames, &options->frames))
         return usageError(QStringLiteral("--frames wants a whole number from 1 to %1, not '%2'")
-                              .arg(kMaxFrames).arg(parser.values(frames).last()));
+                              .arg(kMaxFrames)
+                              .arg(parser.values(frames).last()));
     if (parser.isSet(size)) {
         const QString text = parser.values(size).last();
-        const QRegularExpressionMatch match =
-            QRegularExpression(QStringLiteral("^\\s*(\\d+)x(\\d+)\\s*$")).match(text);
-        if (!match.hasMatch()
-            || !parseInt(match.captured(1), 1, ZrnDemo::kMaxImageSide, &options->width)
+        const QRegularExpressionMatch match = QRegularExpression(QStringLiteral("^\\s*(\\d+)x(\\d+)\\s*$")).match(text);
+        if (!match.hasMatch() || !parseInt(match.captured(1), 1, ZrnDemo::kMaxImageSide, &options->width)
             || !parseInt(match.captured(2), 1, ZrnDemo::kMaxImageSide, &options->height))
             return usageError(QStringLiteral("--size wants WxH with each side from 1 to %1, not '%2'")
-                                  .arg(ZrnDemo::kMaxImageSide).arg(text));
+                                  .arg(ZrnDemo::kMaxImageSide)
+                                  .arg(text));
     }
     if (parser.isSet(blur) && !parseInt(parser.values(blur).last(), 0, kMaxBlurRadius, &options->blurRadius))
         return usageError(QStringLiteral("--blur wants a whole number from 0 to %1, not '%2'")
-                              .arg(kMaxBlurRadius).arg(parser.values(blur).last()));
+                              .arg(kMaxBlurRadius)
+                              .arg(parser.values(blur).last()));
     if (parser.isSet(out)) {
         options->outDir = parser.values(out).last();
         if (options->outDir.isEmpty())
@@ -241,8 +242,7 @@ QString compose(Renderer& renderer, const Options& options, Pipeline* pipeline)
     check(inputFed(tonemap, "image"), QStringLiteral("blur.image -> tonemap.image"));
     graph.connectByName(exposure, tonemap);
     check(inputFed(tonemap, "exposure"), QStringLiteral("exposure.exposure -> tonemap.exposure"));
-    check(graph.addUpEdgeByName(QStringLiteral("image"), tonemap, QStringLiteral("image"))
-              != Graph::kInvalidEdgeRef,
+    check(graph.addUpEdgeByName(QStringLiteral("image"), tonemap, QStringLiteral("image")) != Graph::kInvalidEdgeRef,
           QStringLiteral("tonemap.image -> post.image"));
 
     // The group's image to the histogram pass, whose outputs are the
@@ -284,9 +284,8 @@ struct Third
 
 QString passesText(const Third& third)
 {
-    return third.minPasses == third.maxPasses
-        ? QString::number(third.minPasses)
-        : QStringLiteral("%1-%2").arg(third.minPasses).arg(third.maxPasses);
+    return third.minPasses == third.maxPasses ? QString::number(third.minPasses)
+                                              : QStringLiteral("%1-%2").arg(third.minPasses).arg(third.maxPasses);
 }
 
 QString number(double value, int decimals = 3)
@@ -320,8 +319,11 @@ int main(int argc, char* argv[])
     }
 
     print(QStringLiteral("zrn-demo: %1 frames of %2x%3, box blur radius %4, output in %5\n\n")
-              .arg(options.frames).arg(options.width).arg(options.height)
-              .arg(options.blurRadius).arg(QDir::toNativeSeparators(options.outDir)));
+              .arg(options.frames)
+              .arg(options.width)
+              .arg(options.height)
+              .arg(options.blurRadius)
+              .arg(QDir::toNativeSeparators(options.outDir)));
 
     // This host needs no context object: the passes are given a null one.
     renderer.setup(nullptr);
@@ -349,14 +351,12 @@ int main(int argc, char* argv[])
                 }
             }
             renderer.teardown(nullptr);
-            std::fprintf(stderr, "zrn-demo: frame %d failed in %s\n", frame + 1,
-                         culprit.toLocal8Bit().constData());
+            std::fprintf(stderr, "zrn-demo: frame %d failed in %s\n", frame + 1, culprit.toLocal8Bit().constData());
             return ExitFailed;
         }
 
         // The frame time the renderer just recorded: the newest ring slot.
-        const double time =
-            renderer.frameTimes()[(renderer.frameCount() - 1) % FrameStatistics::kHistorySize];
+        const double time = renderer.frameTimes()[(renderer.frameCount() - 1) % FrameStatistics::kHistorySize];
         runTimeSum += time;
         if (time > worstTime) {
             worstTime = time;
@@ -381,17 +381,19 @@ int main(int argc, char* argv[])
     for (const Third& third : thirds) {
         if (third.frames() > 0)
             perThird << QStringLiteral("%1 in frame%2 %3")
-                            .arg(passesText(third), third.frames() == 1 ? QString() : QStringLiteral("s"), third.span());
+                            .arg(passesText(third), third.frames() == 1 ? QString() : QStringLiteral("s"),
+                                 third.span());
     }
     row(QStringLiteral("passes run per frame"), perThird.join(QStringLiteral(", ")));
     row(QStringLiteral("frame time, library units (*)"), QString());
     row(QStringLiteral("  mean over all %1 frames").arg(frames), number(runTimeSum / frames));
     row(QStringLiteral("  mean over last %1 (meanFrameTime)").arg(recent), number(renderer.meanFrameTime()));
     row(QStringLiteral("  worst (frame %1)").arg(worstFrame + 1), number(worstTime));
-    row(QStringLiteral("wall clock, ms"), QStringLiteral("%1 in total, %2 per frame")
-                                              .arg(number(wallNs / 1e6, 1), number(wallNs / 1e6 / frames)));
-    print(QStringLiteral("  (*) each frame is recorded as (ns / 1000) / 1000.0 + ms of one timer,\n"
-                         "      about twice its wall-clock milliseconds.\n\n"));
+    row(QStringLiteral("wall clock, ms"),
+        QStringLiteral("%1 in total, %2 per frame").arg(number(wallNs / 1e6, 1), number(wallNs / 1e6 / frames)));
+    print(
+        QStringLiteral("  (*) each frame is recorded as (ns / 1000) / 1000.0 + ms of one timer,\n"
+                       "      about twice its wall-clock milliseconds.\n\n"));
 
     print(QStringLiteral("Passes          frames run   mean frame time, library units (last <= 100 runs)\n"));
     for (const auto& pass : pipeline.passes) {
@@ -399,7 +401,8 @@ int main(int argc, char* argv[])
         if (!helper)
             continue;
         print(QStringLiteral("  %1 %2   %3%4\n")
-                  .arg(pass.first, -14).arg(helper->frameCount(), 9)
+                  .arg(pass.first, -14)
+                  .arg(helper->frameCount(), 9)
                   .arg(number(helper->meanFrameTime()), 8)
                   .arg(pass.first == QLatin1String("post/blur") ? QStringLiteral("   (worker thread)") : QString()));
     }
@@ -432,7 +435,9 @@ int main(int argc, char* argv[])
     const auto image = renderer.output(pipeline.imageOutput).value<ZrnDemo::RgbImage>();
     if (ZrnDemo::writePpm(image, imagePath)) {
         print(QStringLiteral("  wrote %1 (last frame, binary PPM, %2x%3)\n")
-                  .arg(QDir::toNativeSeparators(imagePath)).arg(image.width).arg(image.height));
+                  .arg(QDir::toNativeSeparators(imagePath))
+                  .arg(image.width)
+                  .arg(image.height));
     } else {
         std::fprintf(stderr, "zrn-demo: could not write %s\n", imagePath.toLocal8Bit().constData());
         status = ExitFailed;
@@ -443,7 +448,8 @@ int main(int argc, char* argv[])
     if (dotFile.open(QIODevice::WriteOnly | QIODevice::Truncate) && dotFile.write(dotText) == dotText.size()
         && dotFile.flush()) {
         dotFile.close();
-        print(QStringLiteral("  wrote %1 (pass graph, top level, Graphviz text)\n").arg(QDir::toNativeSeparators(dotPath)));
+        print(QStringLiteral("  wrote %1 (pass graph, top level, Graphviz text)\n")
+                  .arg(QDir::toNativeSeparators(dotPath)));
         const QString dot = QStandardPaths::findExecutable(QStringLiteral("dot"));
         if (dot.isEmpty()) {
             print(QStringLiteral("  skipped graph.svg: Graphviz's dot is not on PATH\n"));

@@ -27,9 +27,8 @@ ZRNCORE_EXPORT const char* sourceBaseName(const char* path);
 /// `messageFormat` formatted with printf rules from the remaining arguments
 /// (pass names as local 8-bit text, e.g. name.toLocal8Bit().constData()).
 /// Returns normally: the caller carries on as if the check had held.
-ZRNCORE_EXPORT void reportAssertion(const char* sourcePath, int line, const char* condition,
-                                    const char* messageFormat, ...)
-    Q_ATTRIBUTE_FORMAT_PRINTF(4, 5);
+ZRNCORE_EXPORT void reportAssertion(const char* sourcePath, int line, const char* condition, const char* messageFormat,
+                                    ...) Q_ATTRIBUTE_FORMAT_PRINTF(4, 5);
 
 /// Reports an error that is not a check, as one critical line
 ///   "[<base name of sourcePath>:<line>] <message>"

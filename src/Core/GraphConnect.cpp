@@ -70,8 +70,8 @@ void connectSiblings(Graph& g, int srcNode, int dstNode, const GroupFilter& filt
         for (int o = 0; o < numOutputs; ++o) {
             if (filter.active && g.outputGroup(srcNode, o) != filter.srcGroup)
                 continue;
-            const bool eligible = g.numOutputDestinations(srcNode, o) == 0
-                || g.isRegularEdge(g.outputDestination(srcNode, o, 0));
+            const bool eligible =
+                g.numOutputDestinations(srcNode, o) == 0 || g.isRegularEdge(g.outputDestination(srcNode, o, 0));
             if (eligible && g.outputName(srcNode, o) == name) {
                 g.addEdge(srcNode, o, dstNode, i); // one attempt, refused or not
                 break;
@@ -107,8 +107,8 @@ int Graph::addDownEdgeByName(const QString& parentInputName, int childNode, cons
     const QByteArray childText = childInputName.toLocal8Bit();
 
     if (!isValidNode(childNode)) {
-        Internal::reportAssertion(kGraphSourcePath, kLineChildNode, "isValidNode(childNode)",
-                                  "Parent '%s' Child '%s'", parentText.constData(), childText.constData());
+        Internal::reportAssertion(kGraphSourcePath, kLineChildNode, "isValidNode(childNode)", "Parent '%s' Child '%s'",
+                                  parentText.constData(), childText.constData());
     }
     const int childInput = lookUpInput(*this, childNode, childInputName);
     if (!isValidInput(childNode, childInput)) {
