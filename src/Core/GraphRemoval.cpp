@@ -17,28 +17,8 @@ bool inRange(int index, size_t size)
     return index >= 0 && size_t(index) < size;
 }
 
-// Which nodes the running removeChildNode() call has entered, kept per thread
-// so that removing a leaf from a large graph costs what it visits and not the
-// size of the graph: a node counts as entered when its stamp equals the
-// current epoch, so nothing has to be cleared between calls.
-struct RemovalScratch
-{
-    std::vector<std::uint32_t> stamps;
-    std::uint32_t epoch = 0;
-
-    std::uint32_t begin(size_t numNodes)
-    {
-        if (stamps.size() < numNodes)
-            stamps.resize(numNodes, 0);
-        if (++epoch == 0) { // wrapped: old stamps could match again
-            std::fill(stamps.begin(), stamps.end(), 0);
-            epoch = 1;
-        }
-        return epoch;
-    }
-};
-
-thread_local RemovalScratch removalScratch;
+// Which nodes the running removeChildNode() call has entered.
+thread_local VisitStamps removalScratch;
 
 // One node whose subtree is being removed: the next child position to visit
 // and the number of children it had when it was entered.
@@ -125,8 +105,8 @@ void Graph::removeChildNode(int node)
     if (!d->validNode(node))
         return;
 
-    RemovalScratch& scratch = removalScratch;
-    const std::uint32_t epoch = scratch.begin(d->nodes.size());
+    VisitStamps& entered = removalScratch;
+    entered.begin(d->nodes.size());
     std::vector<RemovalFrame> stack;
 
     // Removes the edges at every port of `n`: inputs, then outputs; per port
@@ -145,7 +125,7 @@ void Graph::removeChildNode(int node)
         }
     };
     const auto enter = [&](int n) {
-        scratch.stamps[size_t(n)] = epoch;
+        entered.mark(n);
         removePortEdges(d->node(n).inputs);
         removePortEdges(d->node(n).outputs);
         stack.push_back(RemovalFrame{n, 0, int(d->node(n).children.size())});
@@ -167,7 +147,7 @@ void Graph::removeChildNode(int node)
             // call, is passed over. Neither happens in a tree; only purge()'s
             // rewrite of children lists can list a node twice or under
             // itself, and entering it again would change nothing or never end.
-            if (!inRange(child, d->nodes.size()) || scratch.stamps[size_t(child)] == epoch)
+            if (!inRange(child, d->nodes.size()) || entered.marked(child))
                 continue;
             enter(child); // may reallocate the stack: `top` is not used after
         } else {

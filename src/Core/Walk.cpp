@@ -77,27 +77,11 @@ bool Graph::walkToSourceNode(int& node, int& index) const
 
 namespace {
 
-// Working storage of precedes(), kept per thread so that the const query
-// stays safe to run side by side and costs what it visits, not the size of
-// the graph: a node counts as visited when its stamp equals the current
-// epoch, so nothing has to be cleared between calls.
+// Working storage of precedes(), reused by every call on this thread.
 struct PrecedesScratch
 {
-    std::vector<std::uint32_t> stamps;
+    VisitStamps visited;
     std::vector<int> queue;
-    std::uint32_t epoch = 0;
-
-    std::uint32_t begin(size_t numNodes)
-    {
-        if (stamps.size() < numNodes)
-            stamps.resize(numNodes, 0);
-        if (++epoch == 0) { // wrapped: old stamps could match again
-            std::fill(stamps.begin(), stamps.end(), 0);
-            epoch = 1;
-        }
-        queue.clear();
-        return epoch;
-    }
 };
 
 thread_local PrecedesScratch precedesScratch;
@@ -108,7 +92,8 @@ bool Graph::precedes(int a, int b, bool throughHierarchy) const
 {
     Q_ASSERT_X(d->validNode(b), Q_FUNC_INFO, "invalid node reference");
     PrecedesScratch& s = precedesScratch;
-    const std::uint32_t epoch = s.begin(d->nodes.size());
+    s.visited.begin(d->nodes.size());
+    s.queue.clear();
 
     // Breadth first, upstream from b. The queue is a vector read from `head`
     // on, so every node ever queued stays in it until the call ends.
@@ -117,9 +102,9 @@ bool Graph::precedes(int a, int b, bool throughHierarchy) const
         const int n = s.queue[head];
         if (n == a) // compared before the visited test
             return true;
-        if (s.stamps[size_t(n)] == epoch)
+        if (s.visited.marked(n))
             continue;
-        s.stamps[size_t(n)] = epoch;
+        s.visited.mark(n);
 
         const int count = int(d->node(n).inputs.size());
         for (int i = 0; i < count; ++i) {
