@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <QtCore/QString>
 
 #include <climits>
@@ -118,6 +120,12 @@ struct PortCountRow
     int expectedInputs;
     int expectedOutputs;
 };
+
+// Shows a row by its counts in test listings instead of its bytes.
+void PrintTo(const PortCountRow& row, std::ostream* os)
+{
+    *os << row.numInputs << " in, " << row.numOutputs << " out";
+}
 
 class GraphNodePortCounts : public ::testing::TestWithParam<PortCountRow>
 {
@@ -341,6 +349,12 @@ const PortSide kOutputSide{
     [](Graph& g, int n) { return g.addNode(QStringLiteral("node"), 0, n, 0); },
 };
 // clang-format on
+
+// Names the side in test listings instead of dumping the table's bytes.
+void PrintTo(const PortSide& side, std::ostream* os)
+{
+    *os << side.label;
+}
 
 class GraphPorts : public ::testing::TestWithParam<PortSide>
 {

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <QtCore/QString>
 
 #include <climits>
@@ -397,6 +399,12 @@ struct GuardRow
 std::string rowName(const ::testing::TestParamInfo<GuardRow>& info)
 {
     return info.param.label;
+}
+
+// Shows a row by its arguments in test listings instead of its bytes.
+void PrintTo(const GuardRow& row, std::ostream* os)
+{
+    *os << '(' << row.a << ", " << row.b << ", " << row.c << ", " << row.d << ')';
 }
 
 class GraphGuards : public ::testing::TestWithParam<GuardRow>
