@@ -42,12 +42,41 @@ int firstNamed(const std::vector<QString>& names, const QString& name)
     return -1;
 }
 
-bool inRange(int index, size_t size)
+// Takes `edge` out of the destinations of port `index` of `ports`, if that
+// port exists and lists it.
+void unlinkDestination(std::vector<Port>& ports, int index, int edge)
 {
-    return index >= 0 && size_t(index) < size;
+    if (!inRange(index, ports.size()))
+        return;
+    std::vector<int>& dests = ports[size_t(index)].destinations;
+    const auto it = std::find(dests.begin(), dests.end(), edge);
+    if (it != dests.end())
+        dests.erase(it);
+}
+
+// Clears the source of port `index` of `ports`, if that port exists and is
+// fed by `edge`.
+void unlinkSource(std::vector<Port>& ports, int index, int edge)
+{
+    if (inRange(index, ports.size()) && ports[size_t(index)].source == edge)
+        ports[size_t(index)].source = Graph::kInvalidEdgeRef;
 }
 
 } // namespace
+
+void removeEdgesAt(Graph& graph, Port& port)
+{
+    // removeEdge() only edits sources and destination lists, so `port` stays
+    // where it is throughout.
+    if (port.source != Graph::kInvalidEdgeRef)
+        graph.removeEdge(port.source);
+    // From the back, so that each removal leaves the positions still to
+    // visit in place.
+    for (int k = int(port.destinations.size()) - 1; k >= 0; --k) {
+        if (size_t(k) < port.destinations.size())
+            graph.removeEdge(port.destinations[size_t(k)]);
+    }
+}
 
 // Precondition checks of the unchecked accessors: active in debug builds only.
 #define ZRN_ASSERT_NODE(n) Q_ASSERT_X(d->validNode(n), Q_FUNC_INFO, "invalid node reference")
@@ -526,70 +555,43 @@ void Graph::removeEdge(int edge)
     if (!d->validEdge(edge))
         return;
     Edge& e = d->edge(edge);
-    if (!d->inStorage(e.srcNode) || !d->inStorage(e.dstNode)) {
+    const bool srcKnown = d->inStorage(e.srcNode);
+    const bool dstKnown = d->inStorage(e.dstNode);
+
+    if (srcKnown && dstKnown) {
+        // The two ports, by kind in this order: regular, down, otherwise up.
+        Node& src = d->node(e.srcNode);
+        Node& dst = d->node(e.dstNode);
+        if (d->regular(e)) {
+            unlinkDestination(src.outputs, e.srcIndex, edge);
+            unlinkSource(dst.inputs, e.dstIndex, edge);
+        } else if (d->down(e)) {
+            unlinkDestination(src.inputs, e.srcIndex, edge);
+            unlinkSource(dst.inputs, e.dstIndex, edge);
+        } else {
+            unlinkDestination(src.outputs, e.srcIndex, edge);
+            unlinkSource(dst.outputs, e.dstIndex, edge);
+        }
+    } else {
         // An end was purged away (its port had been erased while still
         // connected), so the kind can no longer be told: unlink the edge from
         // whichever port of the remaining end still holds it.
-        if (d->inStorage(e.srcNode)) {
-            for (std::vector<Port>* ports : {&d->node(e.srcNode).inputs, &d->node(e.srcNode).outputs}) {
-                if (!inRange(e.srcIndex, ports->size()))
-                    continue;
-                std::vector<int>& dests = (*ports)[size_t(e.srcIndex)].destinations;
-                const auto it = std::find(dests.begin(), dests.end(), edge);
-                if (it != dests.end())
-                    dests.erase(it);
-            }
+        if (srcKnown) {
+            unlinkDestination(d->node(e.srcNode).inputs, e.srcIndex, edge);
+            unlinkDestination(d->node(e.srcNode).outputs, e.srcIndex, edge);
         }
-        if (d->inStorage(e.dstNode)) {
-            for (std::vector<Port>* ports : {&d->node(e.dstNode).inputs, &d->node(e.dstNode).outputs}) {
-                if (inRange(e.dstIndex, ports->size()) && (*ports)[size_t(e.dstIndex)].source == edge)
-                    (*ports)[size_t(e.dstIndex)].source = kInvalidEdgeRef;
-            }
+        if (dstKnown) {
+            unlinkSource(d->node(e.dstNode).inputs, e.dstIndex, edge);
+            unlinkSource(d->node(e.dstNode).outputs, e.dstIndex, edge);
         }
-        e.removed = true;
-        return;
     }
-
-    // The two ports, by kind in this order: regular, down, otherwise up.
-    std::vector<Port>* srcPorts;
-    std::vector<Port>* dstPorts;
-    if (d->regular(e)) {
-        srcPorts = &d->node(e.srcNode).outputs;
-        dstPorts = &d->node(e.dstNode).inputs;
-    } else if (d->down(e)) {
-        srcPorts = &d->node(e.srcNode).inputs;
-        dstPorts = &d->node(e.dstNode).inputs;
-    } else {
-        srcPorts = &d->node(e.srcNode).outputs;
-        dstPorts = &d->node(e.dstNode).outputs;
-    }
-
-    // A port erased by removeInput()/removeOutput() before its edges were
-    // disconnected may have taken the index with it; then there is nothing
-    // left to unlink on that side.
-    if (inRange(e.srcIndex, srcPorts->size())) {
-        std::vector<int>& dests = (*srcPorts)[size_t(e.srcIndex)].destinations;
-        const auto it = std::find(dests.begin(), dests.end(), edge);
-        if (it != dests.end())
-            dests.erase(it);
-    }
-    if (inRange(e.dstIndex, dstPorts->size()))
-        (*dstPorts)[size_t(e.dstIndex)].source = kInvalidEdgeRef;
     e.removed = true;
 }
 
 void Graph::disconnectInput(int node, int input)
 {
     ZRN_ASSERT_INPUT(node, input);
-    const int source = d->node(node).inputs[size_t(input)].source;
-    if (source != kInvalidEdgeRef)
-        removeEdge(source);
-    // From the back, so that each removal leaves the remaining positions valid.
-    for (int k = int(d->node(node).inputs[size_t(input)].destinations.size()) - 1; k >= 0; --k) {
-        const std::vector<int>& dests = d->node(node).inputs[size_t(input)].destinations;
-        if (size_t(k) < dests.size())
-            removeEdge(dests[size_t(k)]);
-    }
+    removeEdgesAt(*this, d->node(node).inputs[size_t(input)]);
 }
 
 void Graph::disconnectInputGroup(int node, int group)

@@ -12,11 +12,6 @@ namespace Zrn {
 
 namespace {
 
-bool inRange(int index, size_t size)
-{
-    return index >= 0 && size_t(index) < size;
-}
-
 // Which nodes the running removeChildNode() call has entered.
 thread_local VisitStamps removalScratch;
 
@@ -71,15 +66,6 @@ void remapPorts(std::vector<Port>& ports, const std::vector<int>& edgeMap)
     }
 }
 
-QVector<int> toQVector(const std::vector<int>& values)
-{
-    QVector<int> result;
-    result.reserve(int(values.size()));
-    for (int value : values)
-        result.append(value);
-    return result;
-}
-
 } // namespace
 
 // ---------------------------------------------------------------- nodes
@@ -92,7 +78,7 @@ void Graph::removeNode(int node)
     removeChildNode(node);
     // purge() leaves parent fields as they were, so the old parent slot may
     // lie beyond the compacted storage: then there is no list to leave.
-    if (!inRange(parent, d->nodes.size()))
+    if (!d->inStorage(parent))
         return;
     std::vector<int>& siblings = d->node(parent).children;
     const auto it = std::find(siblings.begin(), siblings.end(), node);
@@ -109,25 +95,13 @@ void Graph::removeChildNode(int node)
     entered.begin(d->nodes.size());
     std::vector<RemovalFrame> stack;
 
-    // Removes the edges at every port of `n`: inputs, then outputs; per port
-    // its source first, then its destinations from the last position down so
-    // that each removal leaves the positions still to visit in place.
-    const auto removePortEdges = [this](std::vector<Port>& ports) {
-        // removeEdge() only edits sources and destination lists, so `ports`
-        // and its elements stay where they are throughout.
-        for (Port& port : ports) {
-            if (port.source != kInvalidEdgeRef)
-                removeEdge(port.source);
-            for (int k = int(port.destinations.size()) - 1; k >= 0; --k) {
-                if (size_t(k) < port.destinations.size())
-                    removeEdge(port.destinations[size_t(k)]);
-            }
-        }
-    };
     const auto enter = [&](int n) {
         entered.mark(n);
-        removePortEdges(d->node(n).inputs);
-        removePortEdges(d->node(n).outputs);
+        // Inputs, then outputs, each in index order.
+        for (Port& port : d->node(n).inputs)
+            removeEdgesAt(*this, port);
+        for (Port& port : d->node(n).outputs)
+            removeEdgesAt(*this, port);
         stack.push_back(RemovalFrame{n, 0, int(d->node(n).children.size())});
     };
 
@@ -147,7 +121,7 @@ void Graph::removeChildNode(int node)
             // call, is passed over. Neither happens in a tree; only purge()'s
             // rewrite of children lists can list a node twice or under
             // itself, and entering it again would change nothing or never end.
-            if (!inRange(child, d->nodes.size()) || entered.marked(child))
+            if (!d->inStorage(child) || entered.marked(child))
                 continue;
             enter(child); // may reallocate the stack: `top` is not used after
         } else {
@@ -230,9 +204,9 @@ void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
                    d->edges.end());
 
     if (nodeMap)
-        *nodeMap = toQVector(nodesTo);
+        *nodeMap = QVector<int>(nodesTo.begin(), nodesTo.end());
     if (edgeMap)
-        *edgeMap = toQVector(edgesTo);
+        *edgeMap = QVector<int>(edgesTo.begin(), edgesTo.end());
 }
 
 } // namespace Zrn

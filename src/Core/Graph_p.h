@@ -43,6 +43,17 @@ struct Edge
     bool removed = false;
 };
 
+// True when `index` is a position of a container of `size` entries.
+inline bool inRange(int index, size_t size)
+{
+    return index >= 0 && size_t(index) < size;
+}
+
+// Removes the edge feeding `port`, then every edge leaving it, last first:
+// what disconnectInput() does to an input, and removal to every port of a
+// removed node. `port` must belong to `graph`.
+void removeEdgesAt(Graph& graph, Port& port);
+
 // Per-call visited marks over node slots that cost what a call visits, not
 // the size of the graph: a node counts as marked when its stamp equals the
 // current epoch, so nothing has to be cleared between calls. Kept per thread
