@@ -31,11 +31,15 @@ void Renderer::Impl::collectNeeded()
     needed.clear();
     if (graph.isValidNode(target))
         needed.append(target);
+    producers.resize(outputs.size());
     for (int i = 0; i < outputs.size(); ++i) {
         int node = Graph::kRootNodeRef;
         int index = i;
-        if (!graph.isValidOutput(node, index) || !graph.walkDown(node, index))
+        if (!graph.isValidOutput(node, index) || !graph.walkDown(node, index)) {
+            producers[i] = Producer{Graph::kInvalidNodeRef, -1};
             continue;
+        }
+        producers[i] = Producer{node, index};
         if (!needed.contains(node))
             needed.append(node);
     }
@@ -47,14 +51,13 @@ void Renderer::Impl::collectOutputs()
     // not it is enabled. An output resolving to a node without a pass (an
     // unfed group output) keeps its value.
     for (int i = 0; i < outputs.size(); ++i) {
-        int node = Graph::kRootNodeRef;
-        int index = i;
-        if (!graph.isValidOutput(node, index) || !graph.walkDown(node, index))
+        const Producer& producer = producers.at(i);
+        if (producer.node == Graph::kInvalidNodeRef)
             continue;
-        const int v = graph.nodeValue(node);
-        if (!isPassIndex(v) || index >= passes.at(v)->numOutputs())
+        const int v = graph.nodeValue(producer.node);
+        if (!isPassIndex(v) || producer.output >= passes.at(v)->numOutputs())
             continue;
-        outputs[i] = passes.at(v)->output(index);
+        outputs[i] = passes.at(v)->output(producer.output);
     }
 }
 

@@ -32,15 +32,26 @@ struct Renderer::Impl
     // walk's own visited vector.
     QVector<int> needed;
     QVector<bool> seen;
+    // The output that produces each renderer output, found once per frame by
+    // collectNeeded() and read again by collectOutputs(); node -1 when
+    // nothing inside feeds it. The graph does not change during a frame.
+    struct Producer
+    {
+        int node;
+        int output;
+    };
+    QVector<Producer> producers;
 
     // True when `v` (a node value) is a pass index.
     bool isPassIndex(int v) const { return v >= 0 && v < passes.size(); }
     // The pass index of `node`, or -1 when `node` is not a valid pass node.
     int passIndexOf(int node) const;
 
-    // Collects the needed nodes of this frame into `needed`.
+    // Collects the needed nodes of this frame into `needed`, and the
+    // producer of each renderer output into `producers`.
     void collectNeeded();
-    // Copies each renderer output from the pass that produces it.
+    // Copies each renderer output from the pass that produces it, as
+    // collectNeeded() found it this frame.
     void collectOutputs();
 
     // Depth first from `node`: marks it in `visited`, walks each unvisited
