@@ -2,6 +2,8 @@
 
 #include <ZrnCore/FrameStatistics.h>
 
+#include "RenderTestPasses.h"
+
 #include <gtest/gtest.h>
 
 #include <QtCore/QThread>
@@ -13,12 +15,14 @@ using Morvane::Zrn::FrameStatistics;
 
 namespace {
 
-// Times `frames` empty frames and returns what end() recorded for each.
+// Times `frames` frames, each a little longer than the one before, and
+// returns what end() recorded for each.
 std::vector<double> recordFrames(FrameStatistics& stats, int frames)
 {
     std::vector<double> recorded;
     for (int n = 0; n < frames; ++n) {
         stats.begin();
+        ZrnTest::spinPast(stats.timer(), recorded.empty() ? 0.0 : recorded.back());
         recorded.push_back(stats.end());
     }
     return recorded;
@@ -89,25 +93,19 @@ TEST(FrameStatistics, HundredAndFirstFrameOverwritesSlotZero)
 
     // ... and is kept by taking the old slot value away before adding the
     // new one, frame after frame.
-    double running = 0.0;
-    double ring[FrameStatistics::kHistorySize] = {};
-    for (size_t n = 0; n < t.size(); ++n) {
-        const size_t slot = n % FrameStatistics::kHistorySize;
-        running = (running - ring[slot]) + t[n];
-        ring[slot] = t[n];
-    }
-    EXPECT_EQ(stats.sum(), running);
+    ZrnTest::expectHistory(stats, t);
 }
 
 TEST(FrameStatistics, MeanCoversAtMostTheLastHundredFrames)
 {
     FrameStatistics few;
-    recordFrames(few, 3);
-    EXPECT_DOUBLE_EQ(few.mean(), few.sum() / 3.0);
+    const std::vector<double> t = recordFrames(few, 3);
+    EXPECT_EQ(few.mean(), few.sum() / 3.0);
+    EXPECT_EQ(few.sum(), (t[0] + t[1]) + t[2]);
 
     FrameStatistics many;
-    recordFrames(many, 150);
-    EXPECT_DOUBLE_EQ(many.mean(), many.sum() / 100.0);
+    ZrnTest::expectHistory(many, recordFrames(many, 150));
+    EXPECT_EQ(many.mean(), many.sum() / 100.0);
 }
 
 TEST(FrameStatistics, EndWithoutBeginStillRecordsAFrame)
