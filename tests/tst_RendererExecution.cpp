@@ -12,11 +12,14 @@
 #include <QtCore/QThread>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
+#include <vector>
 
 using namespace Morvane::Zrn;
 using ZrnTest::callsOf;
 using ZrnTest::RecordingPass;
+using ZrnTest::runCalls;
 using ZrnTest::started;
 
 namespace {
@@ -51,6 +54,22 @@ protected:
         const int e = graph().addUpEdge(rendererOutput, node, out);
         EXPECT_NE(e, Graph::kInvalidEdgeRef);
         return e;
+    }
+
+    struct Chain
+    {
+        int a;
+        int b;
+        int t;
+    };
+    // A -> B -> T, each with one output, T the target.
+    Chain chain()
+    {
+        const Chain c{add(s("A"), 0, 1), add(s("B"), 1, 1), add(s("T"), 1, 1)};
+        edge(c.a, 0, c.b, 0);
+        edge(c.b, 0, c.t, 0);
+        renderer.setTarget(c.t);
+        return c;
     }
 };
 
@@ -90,12 +109,7 @@ TEST_F(RenderFixture, NothingNeededKeepsRendererOutputs)
 
 TEST_F(RenderFixture, ChainRunsUpstreamFirstWithExactCalls)
 {
-    const int a = add(s("A"), 0, 1);
-    const int b = add(s("B"), 1, 1);
-    const int t = add(s("T"), 1, 1);
-    edge(a, 0, b, 0);
-    edge(b, 0, t, 0);
-    renderer.setTarget(t);
+    chain();
 
     EXPECT_TRUE(renderer.render(nullptr));
     QStringList expected;
@@ -114,6 +128,24 @@ TEST_F(RenderFixture, ChainRunsUpstreamFirstWithExactCalls)
     EXPECT_EQ(started(log), QStringList({s("A"), s("B"), s("T")}));
     EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("B.0@2")));
     EXPECT_EQ(renderer.getNumPasses(), 3); // counted afresh each frame
+}
+
+TEST_F(RenderFixture, EveryInputAndEveryUsedOutputIsHandledInIndexOrder)
+{
+    // A.out0 -> T.in1, A.out2 -> T.in0 and D.in0; A.out1 unused; T.in2 unfed.
+    const int a = add(s("A"), 0, 3);
+    const int t = add(s("T"), 3, 0);
+    const int d = add(s("D"), 1, 0);
+    edge(a, 0, t, 1);
+    edge(a, 2, t, 0);
+    edge(a, 2, d, 0);
+    renderer.setTarget(t);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    QStringList expected;
+    expected << s("R.beginFrame()") << runCalls(s("A"), {}, {{0, 1}, {2, 1}})
+             << runCalls(s("T"), {s("A.2@1"), s("A.0@1"), s("T.default2")}) << s("R.endFrame()");
+    EXPECT_EQ(log, expected);
 }
 
 TEST_F(RenderFixture, InputsAreWalkedInIndexOrder)
@@ -146,13 +178,7 @@ TEST_F(RenderFixture, SharedUpstreamRunsOnce)
 
 TEST_F(RenderFixture, DisabledPassIsSkippedButItsUpstreamRuns)
 {
-    const int a = add(s("A"), 0, 1);
-    const int b = add(s("B"), 1, 1);
-    const int t = add(s("T"), 1, 0);
-    edge(a, 0, b, 0);
-    edge(b, 0, t, 0);
-    renderer.setTarget(t);
-    renderer.setEnabled(b, false);
+    renderer.setEnabled(chain().b, false);
 
     EXPECT_TRUE(renderer.render(nullptr));
     EXPECT_EQ(started(log), QStringList({s("A"), s("T")}));
@@ -162,6 +188,33 @@ TEST_F(RenderFixture, DisabledPassIsSkippedButItsUpstreamRuns)
     EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("T.default0")));
     // The marking walk went through the disabled pass: A has one needed user.
     EXPECT_EQ(pass[s("A")]->users(0), 1);
+    // The whole frame, call by call.
+    QStringList expected;
+    expected << s("R.beginFrame()") << runCalls(s("A"), {}, {{0, 1}}) << runCalls(s("T"), {s("T.default0")})
+             << s("R.endFrame()");
+    EXPECT_EQ(log, expected);
+}
+
+TEST_F(RenderFixture, PassThatDoesNotRunKeepsItsInputsUsersAndOutputs)
+{
+    const Chain c = chain();
+    ASSERT_TRUE(renderer.render(nullptr));
+    RecordingPass* b = pass[s("B")];
+    ASSERT_EQ(b->inputValue(0), QVariant(s("A.0@1")));
+    ASSERT_EQ(b->users(0), 1);
+    ASSERT_EQ(b->output(0), QVariant(s("B.0@1")));
+
+    renderer.setEnabled(c.b, false);
+    log.clear();
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(started(log), QStringList({s("A"), s("T")}));
+    EXPECT_TRUE(callsOf(log, s("B")).isEmpty());
+    EXPECT_EQ(pass[s("A")]->output(0), QVariant(s("A.0@2")));
+    EXPECT_EQ(b->inputValue(0), QVariant(s("A.0@1"))); // not A.0@2
+    EXPECT_EQ(b->users(0), 1);
+    EXPECT_EQ(b->output(0), QVariant(s("B.0@1")));
+    EXPECT_EQ(b->runs, 1);
+    EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("T.default0"))); // not B's stale B.0@1
 }
 
 TEST_F(RenderFixture, ParameterReachesPassThroughGroups)
@@ -321,6 +374,12 @@ TEST_F(RenderFixture, OutputFedByUnrunPassMakesTheTargetRunTwice)
     EXPECT_EQ(renderer.output(out), QVariant(42)); // read as it stood
     EXPECT_TRUE(callsOf(log, s("X")).isEmpty());
     EXPECT_EQ(pass[s("A")]->users(0), 1); // X is needed but never marked
+    // The second walk finds A seen and runs only the target again.
+    QStringList expected;
+    expected << s("R.beginFrame()") << runCalls(s("A"), {}, {{0, 1}}) << runCalls(s("T"), {s("A.0@1")})
+             << runCalls(s("T"), {s("A.0@1")}) << s("R.endFrame()");
+    EXPECT_EQ(log, expected);
+    EXPECT_EQ(pass[s("T")]->runs, 2);
 }
 
 TEST_F(RenderFixture, TargetRunsOnceMoreForEachUnrunProducer)
@@ -335,9 +394,15 @@ TEST_F(RenderFixture, TargetRunsOnceMoreForEachUnrunProducer)
     feedOutput(second, y, 0);
     feedOutput(third, t, 0);
     renderer.setTarget(t);
+    pass[s("X")]->setOutputValue(0, s("x as it stood"));
     EXPECT_TRUE(renderer.render(nullptr));
     EXPECT_EQ(started(log), QStringList({s("T"), s("T"), s("T")}));
+    EXPECT_EQ(renderer.getNumPasses(), 3);
     EXPECT_EQ(renderer.output(third), QVariant(s("T.0@3")));
+    EXPECT_EQ(renderer.output(first), QVariant(s("x as it stood")));
+    EXPECT_FALSE(renderer.output(second).isValid()); // Y never ran: its output is still invalid
+    EXPECT_TRUE(callsOf(log, s("X")).isEmpty());
+    EXPECT_TRUE(callsOf(log, s("Y")).isEmpty());
 }
 
 TEST_F(RenderFixture, OutputFedFromUpstreamDoesNotRepeatTheTarget)
@@ -390,6 +455,10 @@ TEST_F(RenderFixture, FailingPassStopsTheFrameAndOutputsAreStillCopied)
     pass[s("B")]->failWith = 3;
     log.clear();
     EXPECT_FALSE(renderer.render(nullptr));
+    QStringList expected;
+    expected << s("R.beginFrame()") << runCalls(s("A"), {}, {{0, 1}}) << runCalls(s("B"), {s("A.0@2")}, {{0, 1}})
+             << s("R.endFrame()");
+    EXPECT_EQ(log, expected);
     EXPECT_EQ(started(log), QStringList({s("A"), s("B")}));
     EXPECT_EQ(renderer.getNumPasses(), 2);
     EXPECT_TRUE(callsOf(log, s("C")).isEmpty());
@@ -417,6 +486,9 @@ TEST_F(RenderFixture, FailureSkipsLaterBranches)
     EXPECT_FALSE(renderer.render(nullptr));
     EXPECT_EQ(started(log), QStringList({s("X")}));
     EXPECT_EQ(renderer.getNumPasses(), 1);
+    EXPECT_TRUE(callsOf(log, s("Y")).isEmpty());
+    EXPECT_TRUE(callsOf(log, s("T")).isEmpty());
+    EXPECT_EQ(pass[s("X")]->storedErrorCode(), 1u);
 }
 
 // ---------------------------------------------------------------- waiting
@@ -432,6 +504,15 @@ TEST_F(RenderFixture, UnfinishedPassIsPolledUntilItFinishes)
                            s("T.isFinished()"), s("T.isFinished()"), s("T.isFinished()"), s("T.endFrame()"),
                            s("T.errorCode()")}));
     EXPECT_EQ(pass[s("T")]->polls, 3);
+
+    // Between two polls the renderer sleeps for 100 microseconds, so each
+    // gap is at least that long. A sleep never ends early, so this lower
+    // bound holds however loaded the machine is; polling without sleeping
+    // leaves gaps of about a microsecond.
+    const auto& at = pass[s("T")]->pollTimes;
+    ASSERT_EQ(at.size(), 3u);
+    EXPECT_GE(at[1] - at[0], std::chrono::microseconds(100));
+    EXPECT_GE(at[2] - at[1], std::chrono::microseconds(100));
 }
 
 namespace {
@@ -571,6 +652,40 @@ TEST_F(RenderFixture, RendererRecordsOneFrameTimePerRender)
               (renderer.frameTimes()[0] + renderer.frameTimes()[1]) + renderer.frameTimes()[2]);
     EXPECT_EQ(renderer.frameTimes()[3], 0.0);
     EXPECT_FALSE(renderer.frameTimer().isValid());
+}
+
+namespace {
+
+// Makes each frame a little longer than the one before it, so that every
+// recorded time differs.
+class SlowerEachFrameRenderer : public Renderer
+{
+public:
+    void beginFrame(RenderCallbacks* cb) override
+    {
+        Renderer::beginFrame(cb);
+        ZrnTest::spinPast(frameTimer(), recorded.empty() ? 0.0 : recorded.back());
+    }
+    void endFrame(RenderCallbacks* cb) override
+    {
+        Renderer::endFrame(cb);
+        recorded.push_back(ZrnTest::lastRecorded(frameStatistics()));
+    }
+    std::vector<double> recorded;
+};
+
+} // namespace
+
+TEST(RendererFrameTiming, HundredAndOneFramesKeepTheLastHundred)
+{
+    SlowerEachFrameRenderer renderer;
+    for (int n = 0; n < 101; ++n)
+        ASSERT_TRUE(renderer.render(nullptr));
+    ASSERT_EQ(renderer.recorded.size(), 101u);
+    EXPECT_EQ(renderer.frameCount(), 101);
+    EXPECT_EQ(renderer.frameTimes()[0], renderer.recorded[100]);
+    EXPECT_FALSE(renderer.frameTimer().isValid());
+    ZrnTest::expectHistory(renderer.frameStatistics(), renderer.recorded);
 }
 
 namespace {
