@@ -9,7 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QtCore/QRegularExpression>
 #include <QtCore/QStringList>
+#include <QtCore/QVector>
 
 // The host defines the callback object; the library only passes it on.
 namespace Morvane {
@@ -107,6 +109,23 @@ TEST(RenderPassInterface, WalkTypeValues)
 
 namespace {
 
+// Keeps the callback pointer its own beginFrame() and endFrame() receive.
+class CallbackRenderer : public Renderer
+{
+public:
+    void beginFrame(RenderCallbacks* cb) override
+    {
+        callbacks.append(cb);
+        Renderer::beginFrame(cb);
+    }
+    void endFrame(RenderCallbacks* cb) override
+    {
+        callbacks.append(cb);
+        Renderer::endFrame(cb);
+    }
+    QVector<RenderCallbacks*> callbacks;
+};
+
 // A renderer with one pass that is its own target; `pass` is left pointing at it.
 void buildSinglePass(Renderer& renderer, QStringList* log, ZrnTest::RecordingPass*& pass)
 {
@@ -115,12 +134,24 @@ void buildSinglePass(Renderer& renderer, QStringList* log, ZrnTest::RecordingPas
     renderer.setTarget(node);
 }
 
+// The calls of the pass that take a callback pointer, in the order of
+// setup, one frame and teardown.
+const QStringList kCallsTakingCallbacks = {QStringLiteral("P.setup()"), QStringLiteral("P.beginFrame()"),
+                                           QStringLiteral("P.start()"), QStringLiteral("P.endFrame()"),
+                                           QStringLiteral("P.teardown()")};
+
+// The lines of `log` for calls that take a callback pointer.
+QStringList callsTakingCallbacks(const QStringList& log)
+{
+    return log.filter(QRegularExpression(QStringLiteral("\\.(setup|beginFrame|start|endFrame|teardown)\\(\\)$")));
+}
+
 } // namespace
 
 TEST(RenderPassInterface, NullCallbacksPassThroughUnchanged)
 {
     QStringList log;
-    Renderer renderer;
+    CallbackRenderer renderer;
     ZrnTest::RecordingPass* pass = nullptr;
     buildSinglePass(renderer, &log, pass);
 
@@ -132,12 +163,15 @@ TEST(RenderPassInterface, NullCallbacksPassThroughUnchanged)
     ASSERT_EQ(pass->callbacks.size(), 5);
     for (RenderCallbacks* cb : pass->callbacks)
         EXPECT_EQ(cb, nullptr);
+    EXPECT_EQ(pass->callbacks, QVector<RenderCallbacks*>(5, nullptr));
+    EXPECT_EQ(callsTakingCallbacks(log), kCallsTakingCallbacks);
+    EXPECT_EQ(renderer.callbacks, QVector<RenderCallbacks*>(2, nullptr)); // its own beginFrame, endFrame
 }
 
 TEST(RenderPassInterface, HostCallbacksReachEveryOperationThatTakesThem)
 {
     QStringList log;
-    Renderer renderer;
+    CallbackRenderer renderer;
     ZrnTest::RecordingPass* pass = nullptr;
     buildSinglePass(renderer, &log, pass);
 
@@ -150,5 +184,8 @@ TEST(RenderPassInterface, HostCallbacksReachEveryOperationThatTakesThem)
     ASSERT_EQ(pass->callbacks.size(), 5);
     for (RenderCallbacks* cb : pass->callbacks)
         EXPECT_EQ(cb, &host);
-    EXPECT_EQ(host.tag, 7); // untouched
+    EXPECT_EQ(pass->callbacks, QVector<RenderCallbacks*>(5, &host));
+    EXPECT_EQ(callsTakingCallbacks(log), kCallsTakingCallbacks);
+    EXPECT_EQ(renderer.callbacks, QVector<RenderCallbacks*>(2, &host)); // its own beginFrame, endFrame
+    EXPECT_EQ(host.tag, 7);                                             // untouched
 }
