@@ -405,32 +405,42 @@ TEST_F(RenderFixture, TargetRunsOnceMoreForEachUnrunProducer)
     EXPECT_TRUE(callsOf(log, s("Y")).isEmpty());
 }
 
-TEST_F(RenderFixture, OutputFedFromUpstreamDoesNotRepeatTheTarget)
+namespace {
+
+// A.out0 -> T (target); A.out1 feeds renderer output "out", upstream of T.
+class UpstreamOutputFixture : public RenderFixture
 {
+protected:
     const int out = renderer.addOutput(s("out"));
     const int a = add(s("A"), 0, 2);
     const int t = add(s("T"), 1, 0);
-    edge(a, 0, t, 0);
-    feedOutput(out, a, 1);
-    renderer.setTarget(t);
+
+    void SetUp() override
+    {
+        edge(a, 0, t, 0);
+        feedOutput(out, a, 1);
+        renderer.setTarget(t);
+    }
+};
+
+} // namespace
+
+TEST_F(UpstreamOutputFixture, OutputFedFromUpstreamDoesNotRepeatTheTarget)
+{
     EXPECT_TRUE(renderer.render(nullptr));
     EXPECT_EQ(started(log), QStringList({s("A"), s("T")}));
+    EXPECT_EQ(renderer.getNumPasses(), 2);
     EXPECT_EQ(renderer.output(out), QVariant(s("A.1@1")));
 }
 
-TEST_F(RenderFixture, OutputIsReadFromADisabledProducer)
+TEST_F(UpstreamOutputFixture, OutputIsReadFromADisabledProducer)
 {
-    const int out = renderer.addOutput(s("out"));
-    const int a = add(s("A"), 0, 2);
-    const int t = add(s("T"), 1, 0);
-    edge(a, 0, t, 0);
-    feedOutput(out, a, 1);
-    renderer.setTarget(t);
     renderer.setEnabled(a, false);
     pass[s("A")]->setOutputValue(1, s("stale"));
 
     EXPECT_TRUE(renderer.render(nullptr));
     EXPECT_EQ(started(log), QStringList({s("T")}));
+    EXPECT_TRUE(callsOf(log, s("A")).isEmpty());
     EXPECT_EQ(renderer.output(out), QVariant(s("stale")));
     EXPECT_EQ(pass[s("T")]->inputValue(0), QVariant(s("T.default0")));
 }
