@@ -43,7 +43,9 @@ TEST(GraphWalks, UnconnectedPortsGiveFalseAndStay)
     const int n = g.addNode(QStringLiteral("n"), 1, 1, 0);
     int node = n, index = 0;
     EXPECT_FALSE(g.walkAcross(node, index));
+    EXPECT_EQ(Port(node, index), Port(n, 0));
     EXPECT_FALSE(g.walkUp(node, index));
+    EXPECT_EQ(Port(node, index), Port(n, 0));
     EXPECT_FALSE(g.walkToSourceNode(node, index));
     EXPECT_EQ(Port(node, index), Port(n, 0));
     EXPECT_FALSE(g.walkDown(node, index));
@@ -141,8 +143,12 @@ TEST(GraphWalks, RemovedEdgesAreNotFollowed)
 
     int node = c, index = 0;
     EXPECT_FALSE(g.walkUp(node, index));
+    EXPECT_EQ(Port(node, index), Port(c, 0));
+    EXPECT_FALSE(g.walkToSourceNode(node, index));
+    EXPECT_EQ(Port(node, index), Port(c, 0));
     node = s, index = 0;
     EXPECT_FALSE(g.walkAcross(node, index));
+    EXPECT_EQ(Port(node, index), Port(s, 0));
     EXPECT_FALSE(g.walkToSourceNode(node, index));
     EXPECT_EQ(Port(node, index), Port(s, 0));
     node = p, index = 0;
@@ -208,8 +214,8 @@ TEST(GraphWalkToSource, FalseAfterAClimbThroughSeveralLevels)
     const int n0 = g.addNode(QStringLiteral("N0"), 1, 0, 0);
     const int n1 = g.addNode(QStringLiteral("N1"), 1, 0, n0);
     const int n2 = g.addNode(QStringLiteral("N2"), 1, 0, n1);
-    g.addDownEdge(0, n1, 0);
-    g.addDownEdge(0, n2, 0);
+    ASSERT_EQ(g.addDownEdge(0, n1, 0), 0);
+    ASSERT_EQ(g.addDownEdge(0, n2, 0), 1);
     int node = n2, index = 0;
     EXPECT_FALSE(g.walkToSourceNode(node, index));
     EXPECT_EQ(Port(node, index), Port(n0, 0));
@@ -222,16 +228,34 @@ TEST(GraphWalkToSource, WalksChangeNothingInTheGraph)
     const int t = g.addNode(QStringLiteral("T"), 0, 1, s);
     const int p = g.addNode(QStringLiteral("P"), 1, 0, 0);
     const int c = g.addNode(QStringLiteral("C"), 1, 0, p);
-    g.addUpEdge(0, t, 0);
-    g.addEdge(s, 0, p, 0);
-    g.addDownEdge(0, c, 0);
+    ASSERT_EQ(g.addUpEdge(0, t, 0), 0);
+    ASSERT_EQ(g.addEdge(s, 0, p, 0), 1);
+    ASSERT_EQ(g.addDownEdge(0, c, 0), 2);
+
     int node = c, index = 0;
     ASSERT_TRUE(g.walkToSourceNode(node, index));
+    EXPECT_EQ(Port(node, index), Port(t, 0));
+    node = c, index = 0;
+    ASSERT_TRUE(g.walkUp(node, index));
+    EXPECT_EQ(Port(node, index), Port(p, 0));
+    ASSERT_TRUE(g.walkAcross(node, index));
+    EXPECT_EQ(Port(node, index), Port(s, 0));
+    ASSERT_TRUE(g.walkDown(node, index));
+    EXPECT_EQ(Port(node, index), Port(t, 0));
+
+    EXPECT_EQ(g.numNodesGlobal(), 5);
     EXPECT_EQ(g.numEdgesGlobal(), 3);
+    for (int e : {0, 1, 2})
+        EXPECT_TRUE(g.isValidEdge(e)) << e;
     EXPECT_EQ(g.inputSource(c, 0), 2);
     EXPECT_EQ(g.inputSource(p, 0), 1);
+    EXPECT_EQ(g.numInputDestinations(p, 0), 1);
+    EXPECT_EQ(g.inputDestination(p, 0, 0), 2);
     EXPECT_EQ(g.outputSource(s, 0), 0);
+    EXPECT_EQ(g.numOutputDestinations(s, 0), 1);
+    EXPECT_EQ(g.outputDestination(s, 0, 0), 1);
     EXPECT_EQ(g.numOutputDestinations(t, 0), 1);
+    EXPECT_EQ(g.outputDestination(t, 0, 0), 0);
 }
 
 // ---------------------------------------------------------------- precedes
@@ -253,8 +277,8 @@ TEST(GraphPrecedes, UpstreamAlongAChainButNotDownstream)
     const int b = g.addNode(QStringLiteral("B"), 1, 1, 0);
     const int c = g.addNode(QStringLiteral("C"), 2, 1, 0);
     const int d = g.addNode(QStringLiteral("D"), 1, 1, 0);
-    g.addEdge(a, 0, b, 0);
-    g.addEdge(b, 0, c, 1);
+    ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
+    ASSERT_EQ(g.addEdge(b, 0, c, 1), 1);
     for (bool through : {false, true}) {
         EXPECT_TRUE(g.precedes(a, c, through));
         EXPECT_TRUE(g.precedes(b, c, through));
@@ -276,13 +300,19 @@ TEST(GraphPrecedes, DiamondIsSearchedThrough)
     const int b = g.addNode(QStringLiteral("B"), 1, 1, 0);
     const int c = g.addNode(QStringLiteral("C"), 1, 1, 0);
     const int d = g.addNode(QStringLiteral("D"), 2, 0, 0);
-    g.addEdge(a, 0, b, 0);
-    g.addEdge(a, 0, c, 0);
-    g.addEdge(b, 0, d, 0);
-    g.addEdge(c, 0, d, 1);
-    EXPECT_TRUE(g.precedes(a, d, false));
-    EXPECT_FALSE(g.precedes(b, c, false));
-    EXPECT_FALSE(g.precedes(d, a, false));
+    ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
+    ASSERT_EQ(g.addEdge(a, 0, c, 0), 1);
+    ASSERT_EQ(g.addEdge(b, 0, d, 0), 2);
+    ASSERT_EQ(g.addEdge(c, 0, d, 1), 3);
+    for (bool through : {false, true}) {
+        EXPECT_TRUE(g.precedes(a, d, through));
+        EXPECT_TRUE(g.precedes(b, d, through));
+        EXPECT_TRUE(g.precedes(c, d, through));
+        EXPECT_FALSE(g.precedes(b, c, through));
+        EXPECT_FALSE(g.precedes(c, b, through));
+        EXPECT_FALSE(g.precedes(d, a, through));
+        EXPECT_FALSE(g.precedes(d, b, through));
+    }
 }
 
 TEST(GraphPrecedes, RemovedEdgeNoLongerLinks)
@@ -384,7 +414,7 @@ TEST(GraphPrecedes, QueriesOnTwoGraphsInTurnDoNotMix)
     const int first = prev;
     for (int i = 0; i < 200; ++i) {
         const int n = big.addNode(QStringLiteral("n"), 1, 1, 0);
-        big.addEdge(prev, 0, n, 0);
+        ASSERT_EQ(big.addEdge(prev, 0, n, 0), i);
         prev = n;
     }
     EXPECT_TRUE(big.precedes(first, prev, false));
@@ -392,7 +422,7 @@ TEST(GraphPrecedes, QueriesOnTwoGraphsInTurnDoNotMix)
     Graph small;
     const int a = small.addNode(QStringLiteral("a"), 1, 1, 0);
     const int b = small.addNode(QStringLiteral("b"), 1, 1, 0);
-    small.addEdge(a, 0, b, 0);
+    ASSERT_EQ(small.addEdge(a, 0, b, 0), 0);
     for (int round = 0; round < 3; ++round) {
         EXPECT_TRUE(small.precedes(a, b, false));
         EXPECT_FALSE(small.precedes(b, a, false));
