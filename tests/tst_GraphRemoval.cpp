@@ -48,6 +48,36 @@ std::vector<int> toStd(const QVector<int>& values)
     return std::vector<int>(values.begin(), values.end());
 }
 
+// S's one output feeds the one input of each of A, B and C: edges 0, 1, 2.
+struct FanOut
+{
+    Graph g;
+    int s = g.addNode(name("s"), 0, 1, 0);
+    int a = g.addNode(name("a"), 1, 0, 0);
+    int b = g.addNode(name("b"), 1, 0, 0);
+    int c = g.addNode(name("c"), 1, 0, 0);
+    FanOut()
+    {
+        EXPECT_EQ(g.addEdge(s, 0, a, 0), 0);
+        EXPECT_EQ(g.addEdge(s, 0, b, 0), 1);
+        EXPECT_EQ(g.addEdge(s, 0, c, 0), 2);
+    }
+};
+
+// Root children A (1, one output) and B (2, one input), edge 0 from A to B.
+struct Pair
+{
+    Graph g;
+    int a = g.addNode(name("a"), 0, 1, 0);
+    int b = g.addNode(name("b"), 1, 0, 0);
+    Pair()
+    {
+        EXPECT_EQ(a, 1);
+        EXPECT_EQ(b, 2);
+        EXPECT_EQ(g.addEdge(a, 0, b, 0), 0);
+    }
+};
+
 // ---------------------------------------------------------------- removing nodes
 
 TEST(GraphRemoveNode, LeafTurnsInvalidAndLaterSiblingsMoveDown)
@@ -158,21 +188,17 @@ TEST(GraphRemoveNode, RemovedSubtreeKeepsItsPortsUnconnectedAndItsParentFields)
 
 TEST(GraphRemoveNode, PortWithThreeDestinationsLosesAllThree)
 {
-    Graph g;
-    const int a = g.addNode(name("a"), 0, 1, 0);
-    const int b1 = g.addNode(name("b1"), 1, 0, 0);
-    const int b2 = g.addNode(name("b2"), 1, 0, 0);
-    const int b3 = g.addNode(name("b3"), 1, 0, 0);
-    ASSERT_EQ(g.addEdge(a, 0, b1, 0), 0);
-    ASSERT_EQ(g.addEdge(a, 0, b2, 0), 1);
-    ASSERT_EQ(g.addEdge(a, 0, b3, 0), 2);
+    FanOut f;
+    Graph& g = f.g;
 
-    g.removeNode(a);
+    g.removeNode(f.s);
 
     for (int e : {0, 1, 2})
         EXPECT_FALSE(g.isValidEdge(e)) << e;
-    for (int b : {b1, b2, b3})
-        EXPECT_EQ(g.inputSource(b, 0), -1) << b;
+    for (int n : {f.a, f.b, f.c})
+        EXPECT_EQ(g.inputSource(n, 0), -1) << n;
+    EXPECT_EQ(g.numEdgesGlobal(), 3);
+    EXPECT_EQ(childrenOf(g, 0), (std::vector<int>{f.a, f.b, f.c}));
 }
 
 TEST(GraphRemoveNode, RemoveChildNodeLeavesTheNodeListedAmongItsParentsChildren)
@@ -211,6 +237,9 @@ TEST(GraphRemoveNode, RemovingTheRootRemovesTheWholeTree)
     g.removeNode(0); // nothing valid is left: a second call does nothing
     g.removeChildNode(0);
     EXPECT_EQ(g.numNodesGlobal(), 10);
+    EXPECT_EQ(g.numEdgesGlobal(), 11);
+    for (int n = 0; n < g.numNodesGlobal(); ++n)
+        EXPECT_FALSE(g.isValidNode(n)) << n;
 }
 
 TEST(GraphRemoveNode, InvalidOrRemovedReferencesAreIgnored)
@@ -337,13 +366,22 @@ TEST(GraphRemovePort, PortThatDoesNotExistIsIgnored)
 {
     Graph g;
     const int k = g.addNode(name("k"), 2, 2, 0);
+    g.setInputName(k, 0, name("i0"));
+    g.setInputName(k, 1, name("i1"));
+    g.setOutputName(k, 0, name("o0"));
+    g.setOutputName(k, 1, name("o1"));
     g.removeInput(k, 2);
     g.removeInput(k, -1);
     g.removeOutput(k, 2);
     g.removeOutput(-1, 0);
     g.removeInput(g.numNodesGlobal(), 0);
+    g.removeOutput(k, -1);
     EXPECT_EQ(g.numInputs(k), 2);
     EXPECT_EQ(g.numOutputs(k), 2);
+    EXPECT_EQ(g.inputName(k, 0), name("i0"));
+    EXPECT_EQ(g.inputName(k, 1), name("i1"));
+    EXPECT_EQ(g.outputName(k, 0), name("o0"));
+    EXPECT_EQ(g.outputName(k, 1), name("o1"));
 }
 
 TEST(GraphRemovePort, RemovingInputGroupZeroDetachesItsPortsAndKeepsLaterNumbers)
@@ -403,8 +441,16 @@ TEST(GraphRemovePort, RemovingAGroupLeavesTheOtherFamilyAlone)
     g.removeInputGroup(n, 0);
 
     EXPECT_EQ(g.inputGroup(n, 0), -1);
+    EXPECT_EQ(g.numInputGroups(n), 0);
     EXPECT_EQ(g.outputGroup(n, 0), 0);
     EXPECT_EQ(g.numOutputGroups(n), 1);
+    EXPECT_EQ(g.outputGroupName(n, 0), name("g"));
+
+    g.removeOutputGroup(n, 0);
+    EXPECT_EQ(g.outputGroup(n, 0), -1);
+    EXPECT_EQ(g.numOutputGroups(n), 0);
+    EXPECT_EQ(g.numInputs(n), 1);
+    EXPECT_EQ(g.inputName(n, 0), name("i"));
 }
 
 TEST(GraphRemovePort, GroupThatDoesNotExistIsIgnored)
@@ -417,17 +463,17 @@ TEST(GraphRemovePort, GroupThatDoesNotExistIsIgnored)
     g.removeInputGroup(n, -1);
     g.removeOutputGroup(n, 0);
     EXPECT_EQ(g.numInputGroups(n), 1);
+    EXPECT_EQ(g.inputGroupName(n, 0), name("g"));
     EXPECT_EQ(g.inputGroup(n, 0), 1);
+    EXPECT_EQ(g.numOutputGroups(n), 0);
 }
 
 // ---------------------------------------------------------------- purge
 
 TEST(GraphPurge, WithNothingRemovedRootChildrenOneAndTwoBecomeZeroAndOne)
 {
-    Graph g;
-    g.addNode(name("a"), 0, 1, 0);
-    g.addNode(name("b"), 1, 0, 0);
-    ASSERT_EQ(g.addEdge(1, 0, 2, 0), 0);
+    Pair f;
+    Graph& g = f.g;
 
     g.purge();
 
@@ -440,6 +486,9 @@ TEST(GraphPurge, WithNothingRemovedRootChildrenOneAndTwoBecomeZeroAndOne)
     EXPECT_EQ(g.edgeSourceNode(0), 1);
     EXPECT_EQ(g.edgeDestNode(0), 2);
     EXPECT_EQ(g.inputSource(2, 0), 0);
+    EXPECT_EQ(outputDestinations(g, 1, 0), std::vector<int>{0});
+    EXPECT_EQ(g.parentNode(1), 0);
+    EXPECT_EQ(g.parentNode(2), 0);
 }
 
 TEST(GraphPurge, DroppingSlotOneOfThreeRenumbersNodeTwoAndItsEdges)
@@ -499,14 +548,8 @@ TEST(GraphPurge, ParentFieldsKeepTheOldSlotNumbers)
 
 TEST(GraphPurge, SourcesAndDestinationsAreRenumberedInOrder)
 {
-    Graph g;
-    const int s = g.addNode(name("s"), 0, 1, 0);
-    const int a = g.addNode(name("a"), 1, 0, 0);
-    const int b = g.addNode(name("b"), 1, 0, 0);
-    const int c = g.addNode(name("c"), 1, 0, 0);
-    ASSERT_EQ(g.addEdge(s, 0, a, 0), 0);
-    ASSERT_EQ(g.addEdge(s, 0, b, 0), 1);
-    ASSERT_EQ(g.addEdge(s, 0, c, 0), 2);
+    FanOut f;
+    Graph& g = f.g;
     g.removeEdge(0);
 
     QVector<int> edgeMap;
@@ -514,21 +557,25 @@ TEST(GraphPurge, SourcesAndDestinationsAreRenumberedInOrder)
 
     EXPECT_EQ(toStd(edgeMap), (std::vector<int>{-1, 0, 1}));
     EXPECT_EQ(g.numEdgesGlobal(), 2);
-    EXPECT_EQ(outputDestinations(g, s, 0), (std::vector<int>{0, 1}));
-    EXPECT_EQ(g.inputSource(a, 0), -1);
-    EXPECT_EQ(g.inputSource(b, 0), 0);
-    EXPECT_EQ(g.inputSource(c, 0), 1);
-    EXPECT_EQ(g.edgeDestNode(0), b);
-    EXPECT_EQ(g.edgeDestNode(1), c);
+    EXPECT_EQ(g.numNodesGlobal(), 5);
+    EXPECT_EQ(outputDestinations(g, f.s, 0), (std::vector<int>{0, 1}));
+    EXPECT_EQ(g.inputSource(f.a, 0), -1);
+    EXPECT_EQ(g.inputSource(f.b, 0), 0);
+    EXPECT_EQ(g.inputSource(f.c, 0), 1);
+    EXPECT_EQ(g.edgeSourceNode(0), f.s);
+    EXPECT_EQ(g.edgeDestNode(0), f.b);
+    EXPECT_EQ(g.edgeSourceNode(1), f.s);
+    EXPECT_EQ(g.edgeDestNode(1), f.c);
+    EXPECT_TRUE(g.isValidEdge(0));
+    EXPECT_TRUE(g.isValidEdge(1));
+    EXPECT_FALSE(g.isValidEdge(2));
 }
 
 TEST(GraphPurge, HandsOutTheMapsOnlyWhereAsked)
 {
-    Graph g;
-    g.addNode(name("a"), 0, 1, 0);
-    g.addNode(name("b"), 1, 0, 0);
+    Pair f;
+    Graph& g = f.g;
     g.addNode(name("c"), 0, 0, 0);
-    ASSERT_EQ(g.addEdge(1, 0, 2, 0), 0);
     g.removeNode(2);
 
     QVector<int> nodeMap{7, 7};
@@ -602,10 +649,8 @@ TEST(GraphPurge, PositionBeyondTheOldStorageReceivesMinusOne)
 
 TEST(GraphPurge, AfterRemovingTheRootNothingIsLeft)
 {
-    Graph g;
-    g.addNode(name("a"), 0, 1, 0);
-    g.addNode(name("b"), 1, 0, 0);
-    ASSERT_EQ(g.addEdge(1, 0, 2, 0), 0);
+    Pair f;
+    Graph& g = f.g;
     g.removeNode(0);
 
     QVector<int> nodeMap;
@@ -618,6 +663,9 @@ TEST(GraphPurge, AfterRemovingTheRootNothingIsLeft)
     EXPECT_EQ(g.numEdgesGlobal(), 0);
     EXPECT_FALSE(g.isValidNode(0));
     g.removeNode(0); // ignored
+    g.purge();       // nothing to drop in an empty storage
+    EXPECT_EQ(g.numNodesGlobal(), 0);
+    EXPECT_EQ(g.numEdgesGlobal(), 0);
 }
 
 TEST(GraphPurge, RemovingTheRootAfterPurgeEndsAlthoughTheRootListsItself)
@@ -659,8 +707,6 @@ TEST(GraphPurge, RemovingANodeWhoseOldParentSlotIsGoneLeavesTheListsAlone)
     EXPECT_EQ(childrenOf(g, 1), (std::vector<int>{0}));
 }
 
-} // namespace
-
 TEST(GraphPurge, EdgeLeftOnAnErasedPortIsRemovedCleanlyAfterItsNodeIsPurged)
 {
     // A's output is erased while it still feeds B, then A is removed and
@@ -691,3 +737,5 @@ TEST(GraphPurge, EdgeLeftOnAnErasedPortIsRemovedCleanlyAfterItsNodeIsPurged)
     const int c = g.addNode(name("C"), 0, 1, Graph::kRootNodeRef);
     EXPECT_EQ(g.addEdge(c, 0, 1, 0), 1);
 }
+
+} // namespace
