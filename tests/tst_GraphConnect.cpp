@@ -20,9 +20,13 @@ QString S(const char* text)
 }
 
 // The exact report lines.
-const QString kLine681Foo =
-    S("[Graph.cpp:681] [ !! ] Assertion 'isValidOutput(srcNode, findOutput(srcNode, "
-      "srcOutputName))' failed: Source output 'foo' is not valid");
+QString line681(const char* outputName)
+{
+    return S("[Graph.cpp:681] [ !! ] Assertion 'isValidOutput(srcNode, findOutput(srcNode, "
+             "srcOutputName))' failed: Source output '%1' is not valid")
+        .arg(S(outputName));
+}
+const QString kLine681Foo = line681("foo");
 const QString kLine682Bar =
     S("[Graph.cpp:682] [ !! ] Assertion 'isValidInput(dstNode, findInput(dstNode, "
       "dstInputName))' failed: Dest input 'bar' is not valid");
@@ -128,8 +132,9 @@ TEST(AddEdgeByName, NamesAreCaseSensitive)
     Siblings s;
     MessageCapture capture;
     EXPECT_EQ(s.g.addEdgeByName(s.a, S("X"), s.b, S("x")), Graph::kInvalidEdgeRef);
-    EXPECT_EQ(capture.critical.size(), 1);
-    EXPECT_TRUE(capture.critical.first().startsWith(S("[Graph.cpp:681] ")));
+    EXPECT_EQ(capture.critical, QStringList{line681("X")});
+    EXPECT_EQ(s.g.numEdgesGlobal(), 0);
+    EXPECT_EQ(s.g.inputSource(s.b, 1), Graph::kInvalidEdgeRef);
 }
 
 TEST(AddEdgeByName, ReportedLookupStillGoesThroughAddEdge)
@@ -158,8 +163,13 @@ TEST(AddEdgeByName, FirstPortOfTheNameIsUsed)
 {
     Siblings s;
     s.g.addOutput(s.a, S("x"), -1); // a second "x", index 2
+    s.g.addInput(s.b, S("x"), -1);  // a second "x", index 2
     const int e = s.g.addEdgeByName(s.a, S("x"), s.b, S("x"));
+    ASSERT_EQ(e, 0);
     EXPECT_EQ(s.g.edgeSourceIndex(e), 0);
+    EXPECT_EQ(s.g.edgeDestIndex(e), 1);
+    EXPECT_EQ(s.g.numOutputDestinations(s.a, 2), 0);
+    EXPECT_EQ(s.g.inputSource(s.b, 2), Graph::kInvalidEdgeRef);
 }
 
 TEST(AddEdgeByName, RefusalsOfAddEdgeHoldAndAreNotReported)
@@ -169,6 +179,9 @@ TEST(AddEdgeByName, RefusalsOfAddEdgeHoldAndAreNotReported)
     ASSERT_EQ(s.g.addEdgeByName(s.a, S("x"), s.b, S("x")), 0);
     EXPECT_EQ(s.g.addEdgeByName(s.a, S("y"), s.b, S("x")), Graph::kInvalidEdgeRef); // occupied input
     EXPECT_TRUE(capture.critical.isEmpty());
+    EXPECT_EQ(s.g.numEdgesGlobal(), 1);
+    EXPECT_EQ(s.g.inputSource(s.b, 1), 0);
+    EXPECT_EQ(s.g.numOutputDestinations(s.a, 1), 0);
 }
 
 TEST(AddEdgeByName, NamesAreReportedAsTheirLocal8BitText)
@@ -268,6 +281,9 @@ TEST(AddDownEdgeByName, OccupiedChildInputIsRefusedSilently)
     MessageCapture capture;
     EXPECT_EQ(n.g.addDownEdgeByName(S("other"), n.c, S("cin")), Graph::kInvalidEdgeRef);
     EXPECT_TRUE(capture.critical.isEmpty());
+    EXPECT_EQ(n.g.numEdgesGlobal(), 1);
+    EXPECT_EQ(n.g.inputSource(n.c, 0), 0);
+    EXPECT_EQ(n.g.numInputDestinations(n.p, 1), 0);
 }
 
 // ---------------------------------------------------------------- addUpEdgeByName
@@ -278,8 +294,10 @@ TEST(AddUpEdgeByName, FoundPortsMakeAnUpEdge)
     const int e = n.g.addUpEdgeByName(S("pout"), n.c, S("cout"));
     EXPECT_EQ(e, 0);
     EXPECT_TRUE(n.g.isUpEdge(e));
+    EXPECT_EQ(n.g.edgeSourceNode(e), n.c);
     EXPECT_EQ(n.g.edgeSourceIndex(e), 0);
     EXPECT_EQ(n.g.edgeDestNode(e), n.p);
+    EXPECT_EQ(n.g.edgeDestIndex(e), 0);
     EXPECT_EQ(n.g.outputSource(n.p, 0), e);
 }
 
@@ -332,9 +350,17 @@ TEST(ConnectByName, PairsSameNamesInTheOrderOfTheDestinationInputs)
     ASSERT_EQ(t.g.numEdgesGlobal(), 2);
     // Edge 0 was made first: b's input "x" (index 0) from a's output "x" (index 1).
     EXPECT_EQ(t.g.inputSource(t.b, 0), 0);
+    EXPECT_EQ(t.g.edgeSourceNode(0), t.a);
     EXPECT_EQ(t.g.edgeSourceIndex(0), 1);
+    EXPECT_EQ(t.g.edgeDestNode(0), t.b);
+    EXPECT_EQ(t.g.edgeDestIndex(0), 0);
     EXPECT_EQ(t.g.inputSource(t.b, 1), 1);
+    EXPECT_EQ(t.g.edgeSourceNode(1), t.a);
     EXPECT_EQ(t.g.edgeSourceIndex(1), 0);
+    EXPECT_EQ(t.g.edgeDestNode(1), t.b);
+    EXPECT_EQ(t.g.edgeDestIndex(1), 1);
+    EXPECT_TRUE(t.g.isRegularEdge(0));
+    EXPECT_TRUE(t.g.isRegularEdge(1));
     EXPECT_EQ(t.g.inputSource(t.b, 2), Graph::kInvalidEdgeRef);
     EXPECT_TRUE(capture.critical.isEmpty());
 }
@@ -370,38 +396,50 @@ TEST(ConnectByName, CycleRefusalsCreateNothingSilently)
     EXPECT_TRUE(capture.other.isEmpty());
 }
 
+// P (output "x") holding siblings a and b: a has `sameNamed` outputs "x",
+// the first of which feeds P's "x" through edge 0; b has one input "x".
+struct FeedsParent
+{
+    explicit FeedsParent(int sameNamed)
+    {
+        g.addOutput(p, S("x"), -1);
+        for (int k = 0; k < sameNamed; ++k)
+            g.addOutput(a, S("x"), -1);
+        g.addInput(b, S("x"), -1);
+        EXPECT_EQ(g.addUpEdge(0, a, 0), 0);
+    }
+    Graph g;
+    int p = g.addNode(S("P"), 0, 0, Graph::kRootNodeRef);
+    int a = g.addNode(S("a"), 0, 0, p);
+    int b = g.addNode(S("b"), 0, 0, p);
+};
+
 TEST(ConnectByName, OutputFeedingItsParentIsPassedOverForALaterOneOfTheName)
 {
-    Graph g;
-    const int p = g.addNode(S("P"), 0, 0, Graph::kRootNodeRef);
-    g.addOutput(p, S("x"), -1);
-    const int a = g.addNode(S("a"), 0, 0, p);
-    const int b = g.addNode(S("b"), 0, 0, p);
-    g.addOutput(a, S("x"), -1); // 0: will feed P
-    g.addOutput(a, S("x"), -1); // 1: free
-    g.addInput(b, S("x"), -1);
-    ASSERT_EQ(g.addUpEdge(0, a, 0), 0);
+    FeedsParent f(2); // a's output 0 feeds P, output 1 is free
+    Graph& g = f.g;
 
-    g.connectByName(a, b);
+    g.connectByName(f.a, f.b);
     ASSERT_EQ(g.numEdgesGlobal(), 2);
-    EXPECT_EQ(g.inputSource(b, 0), 1);
+    EXPECT_EQ(g.inputSource(f.b, 0), 1);
+    EXPECT_TRUE(g.isRegularEdge(1));
+    EXPECT_EQ(g.edgeSourceNode(1), f.a);
     EXPECT_EQ(g.edgeSourceIndex(1), 1);
-    EXPECT_EQ(g.numOutputDestinations(a, 0), 1);
+    EXPECT_EQ(g.numOutputDestinations(f.a, 0), 1);
+    EXPECT_EQ(g.outputDestination(f.a, 0, 0), 0);
+    EXPECT_EQ(g.outputSource(f.p, 0), 0);
 }
 
 TEST(ConnectByName, OnlyOutputOfTheNameFeedingItsParentLeavesTheInputFree)
 {
-    Graph g;
-    const int p = g.addNode(S("P"), 0, 0, Graph::kRootNodeRef);
-    g.addOutput(p, S("x"), -1);
-    const int a = g.addNode(S("a"), 0, 0, p);
-    const int b = g.addNode(S("b"), 0, 0, p);
-    g.addOutput(a, S("x"), -1);
-    g.addInput(b, S("x"), -1);
-    ASSERT_EQ(g.addUpEdge(0, a, 0), 0);
-    g.connectByName(a, b);
+    FeedsParent f(1);
+    Graph& g = f.g;
+    MessageCapture capture;
+    g.connectByName(f.a, f.b);
     EXPECT_EQ(g.numEdgesGlobal(), 1);
-    EXPECT_EQ(g.inputSource(b, 0), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(g.inputSource(f.b, 0), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(g.numOutputDestinations(f.a, 0), 1);
+    EXPECT_TRUE(capture.critical.isEmpty());
 }
 
 TEST(ConnectByName, OneOutputFeedsEveryInputOfItsName)
@@ -436,9 +474,13 @@ TEST(ConnectByName, FirstOfTwoSameNamedOutputsWins)
 TEST(ConnectByName, InvalidNodesDoNothing)
 {
     Pairing t;
+    MessageCapture capture;
     t.g.connectByName(t.a, 42);
     t.g.connectByName(-1, t.b);
     EXPECT_EQ(t.g.numEdgesGlobal(), 0);
+    EXPECT_EQ(t.g.numInputs(t.b), 3);
+    EXPECT_EQ(t.g.numOutputs(t.a), 2);
+    EXPECT_TRUE(capture.critical.isEmpty());
 }
 
 TEST(ConnectByName, NodeWithItselfCreatesNothing)
@@ -557,8 +599,12 @@ TEST(ConnectDownByName, ParentInputFeedsEverySameNamedChildInput)
     n.g.addInput(c2, S("pin"), -1);
     n.g.connectDownByName(n.c);
     n.g.connectDownByName(c2);
-    EXPECT_EQ(n.g.numInputDestinations(n.p, 0), 2);
+    ASSERT_EQ(n.g.numInputDestinations(n.p, 0), 2);
+    EXPECT_EQ(n.g.inputDestination(n.p, 0, 0), 0);
+    EXPECT_EQ(n.g.inputDestination(n.p, 0, 1), 1);
+    EXPECT_EQ(n.g.inputSource(n.c, 1), 0);
     EXPECT_EQ(n.g.inputSource(c2, 0), 1);
+    EXPECT_TRUE(n.g.isDownEdge(1));
 }
 
 TEST(ConnectDownByName, RootAndInvalidChildDoNothing)
@@ -579,7 +625,12 @@ TEST(ConnectUpByName, ConnectsChildOutputToSameNamedParentOutput)
     ASSERT_EQ(n.g.numEdgesGlobal(), 1);
     EXPECT_TRUE(n.g.isUpEdge(0));
     EXPECT_EQ(n.g.outputSource(n.p, 0), 0);
+    EXPECT_EQ(n.g.edgeSourceNode(0), n.c);
     EXPECT_EQ(n.g.edgeSourceIndex(0), 1);
+    EXPECT_EQ(n.g.numOutputDestinations(n.c, 0), 0); // no parent output "cout"
+
+    n.g.connectUpByName(n.c); // the parent output now has a source
+    EXPECT_EQ(n.g.numEdgesGlobal(), 1);
 }
 
 TEST(ConnectUpByName, ChildOutputThatHasASourceIsNotConnected)
