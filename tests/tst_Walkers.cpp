@@ -68,6 +68,19 @@ struct Diamond
     }
 };
 
+// Both inputs of dst come from src, one from each of its outputs.
+struct SharedSource
+{
+    Graph g;
+    int src = g.addNode(name("src"), 0, 2, 0);
+    int dst = g.addNode(name("dst"), 2, 0, 0);
+    SharedSource()
+    {
+        EXPECT_EQ(g.addEdge(src, 0, dst, 0), 0);
+        EXPECT_EQ(g.addEdge(src, 1, dst, 1), 1);
+    }
+};
+
 // Top level: P (1), S (2), C (3), T (4). Inside P: P1 (5), whose output
 // leaves P through an up edge. Inside C: K (6), whose two inputs come down
 // from C's two inputs.
@@ -115,13 +128,9 @@ TEST(BreadthFirstInputWalker, DiamondComesLevelByLevel)
 
 TEST(BreadthFirstInputWalker, TwoInputsFedByTheSameNodeYieldItOnce)
 {
-    Graph g;
-    const int src = g.addNode(name("src"), 0, 2, 0);
-    const int dst = g.addNode(name("dst"), 2, 0, 0);
-    ASSERT_EQ(g.addEdge(src, 0, dst, 0), 0);
-    ASSERT_EQ(g.addEdge(src, 1, dst, 1), 1);
-    EXPECT_EQ(breadthFirst(g, dst, false), (Order{dst, src}));
-    EXPECT_EQ(breadthFirst(g, dst, true), (Order{dst, src}));
+    SharedSource f;
+    EXPECT_EQ(breadthFirst(f.g, f.dst, false), (Order{f.dst, f.src}));
+    EXPECT_EQ(breadthFirst(f.g, f.dst, true), (Order{f.dst, f.src}));
 }
 
 TEST(BreadthFirstInputWalker, FollowingSourcesReachesProducersInsideCompositeNodes)
@@ -189,13 +198,9 @@ TEST(BottomUpInputWalker, DiamondComesUpstreamFirst)
 
 TEST(BottomUpInputWalker, TwoInputsFedByTheSameNodeYieldItOnce)
 {
-    Graph g;
-    const int src = g.addNode(name("src"), 0, 2, 0);
-    const int dst = g.addNode(name("dst"), 2, 0, 0);
-    ASSERT_EQ(g.addEdge(src, 0, dst, 0), 0);
-    ASSERT_EQ(g.addEdge(src, 1, dst, 1), 1);
-    EXPECT_EQ(bottomUp(g, dst, false), (Order{src, dst}));
-    EXPECT_EQ(bottomUp(g, dst, true), (Order{src, dst}));
+    SharedSource f;
+    EXPECT_EQ(bottomUp(f.g, f.dst, false), (Order{f.src, f.dst}));
+    EXPECT_EQ(bottomUp(f.g, f.dst, true), (Order{f.src, f.dst}));
 }
 
 TEST(BottomUpInputWalker, FollowingSourcesReachesProducersInsideCompositeNodes)
