@@ -93,9 +93,9 @@ TEST(ReportAssertion, NamesOutsideLatin1ArePrintedAsTheLocalConversionYieldsThem
     EXPECT_EQ(capture.critical.first(),
               QStringLiteral("[y.cpp:1] [ !! ] Assertion 'c' failed: '") + QString::fromUtf8(name.toLocal8Bit())
                   + QStringLiteral("'"));
-    if (QString::fromUtf8(name.toLocal8Bit()) == name) {
-        EXPECT_TRUE(capture.critical.first().contains(name));
-    }
+    // The name itself is in the line exactly when the local conversion
+    // keeps it.
+    EXPECT_EQ(capture.critical.first().contains(name), QString::fromUtf8(name.toLocal8Bit()) == name);
 }
 
 TEST(ReportError, HasNoAssertionPrefix)
@@ -303,6 +303,9 @@ TEST_F(Paths, SetResourcesPathIsReturnedUncheckedWithoutAskingTheSystem)
 TEST_F(Paths, SetResourcesPathToEmptyRestoresTheDefault)
 {
     const QString defaultPath = resourcesPath();
+#if defined(Q_OS_LINUX)
+    ASSERT_EQ(defaultPath, QFileInfo(thisBinaryFromProc()).canonicalPath() + QStringLiteral("/../Resources"));
+#endif
     setResourcesPath(QStringLiteral("/somewhere/else"));
     EXPECT_EQ(resourcesPath(), QStringLiteral("/somewhere/else"));
     setResourcesPath(QString());
@@ -338,9 +341,18 @@ TEST_F(Paths, MissingExecutableFolderGivesBareResourcesSuffixWithoutReport)
 
 TEST_F(Paths, SettingResourcesPathLeavesTheExecutablePathAlone)
 {
-    const QString exe = executablePath();
+    s_fakePath = "/opt/host/bin/app";
+    Internal::setExecutablePathQuery(&fakeQuery);
+    ASSERT_EQ(executablePath(), QStringLiteral("/opt/host/bin/app"));
+    const int asked = Internal::executablePathQueryCount();
+
     setResourcesPath(QStringLiteral("Y"));
-    EXPECT_EQ(executablePath(), exe);
+    EXPECT_EQ(resourcesPath(), QStringLiteral("Y"));
+    // Still cached: the system is not asked again.
+    EXPECT_EQ(executablePath(), QStringLiteral("/opt/host/bin/app"));
+    setResourcesPath(QString());
+    EXPECT_EQ(executablePath(), QStringLiteral("/opt/host/bin/app"));
+    EXPECT_EQ(Internal::executablePathQueryCount(), asked);
 }
 
 } // namespace

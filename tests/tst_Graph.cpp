@@ -181,6 +181,27 @@ TEST(GraphNodes, FindNodeReturnsTheEarliestOfTwoAlikeNamedChildren)
     EXPECT_EQ(g.findNode(QStringLiteral("twin"), 0), first);
 }
 
+TEST(GraphNodes, FindNodeReadsTheChildrenListWithoutTheRemovedFlag)
+{
+    // removeChildNode() leaves the node listed: it is still found.
+    {
+        Graph g;
+        const int first = g.addNode(QStringLiteral("twin"), 0, 0, 0);
+        g.addNode(QStringLiteral("twin"), 0, 0, 0);
+        g.removeChildNode(first);
+        ASSERT_FALSE(g.isValidNode(first));
+        EXPECT_EQ(g.findNode(QStringLiteral("twin"), 0), first);
+    }
+    // removeNode() takes it out of the list: the next of the name is found.
+    Graph g;
+    const int first = g.addNode(QStringLiteral("twin"), 0, 0, 0);
+    const int second = g.addNode(QStringLiteral("twin"), 0, 0, 0);
+    g.removeNode(first);
+    EXPECT_EQ(g.findNode(QStringLiteral("twin"), 0), second);
+    g.removeNode(second);
+    EXPECT_EQ(g.findNode(QStringLiteral("twin"), 0), -1);
+}
+
 TEST(GraphNodes, FindNodeComparesExactlyAndOnlyAmongChildren)
 {
     Graph g;
