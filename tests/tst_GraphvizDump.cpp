@@ -91,8 +91,9 @@ TEST(GraphvizDump, OutputOrderDecidesBeforeEdgeAge)
     const int c = g.addNode(S("C"), 1, 0, Graph::kRootNodeRef);
     ASSERT_NE(g.addEdge(a, 1, b, 0), -1); // older edge, later output
     ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
-    const QStringList lines = dumpLines(g);
-    EXPECT_EQ(lines.mid(9), (QStringList{S("  \"A\" -> \"C\";"), S("  \"A\" -> \"B\";"), S("}")}));
+    EXPECT_EQ(dumpLines(g),
+              expectedDump({S("  \"A\";"), S("  \"B\";"), S("  \"C\";")},
+                           {S("  \"A\" -> \"C\";"), S("  \"A\" -> \"B\";")}));
 }
 
 TEST(GraphvizDump, SameDestinationIsPrintedOncePerSourceNode)
@@ -138,7 +139,29 @@ TEST(GraphvizDump, RemovedEdgeIsNotListed)
     const int e = g.addEdge(a, 0, b, 0);
     ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
     g.removeEdge(e);
-    EXPECT_EQ(dumpLines(g).mid(9), (QStringList{S("  \"A\" -> \"C\";"), S("}")}));
+    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";"), S("  \"B\";"), S("  \"C\";")}, {S("  \"A\" -> \"C\";")}));
+}
+
+TEST(GraphvizDump, NodeRemovedButStillListedIsPrintedWithoutItsEdges)
+{
+    // removeChildNode() leaves the node among the root's children; the dump
+    // reads the children as they stand and tests no removed flag.
+#ifndef QT_NO_DEBUG
+    // Library defect: the dump reads names through Graph::nodeName(), whose
+    // debug-build precondition check stops the program on the removed node
+    // ("invalid node reference"). Release builds print the expected lines.
+    GTEST_SKIP() << "dumpAsGraphviz() asserts on a removed node still listed among the root's children";
+#endif
+    Graph g;
+    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
+    g.removeChildNode(a);
+    ASSERT_FALSE(g.isValidNode(a));
+    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";"), S("  \"B\";")}, {}));
+
+    g.removeNode(b); // taken out of the list
+    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";")}, {}));
 }
 
 TEST(GraphvizDump, NamesArePrintedAsTheyStand)
@@ -166,12 +189,18 @@ TEST(GraphvizDump, DumpChangesNothing)
     Graph g;
     const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
     const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
-    g.addEdge(a, 0, b, 0);
+    ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
     const QString before = graphvizText(&g);
     dumpLines(g);
     EXPECT_EQ(graphvizText(&g), before);
     EXPECT_EQ(g.numEdgesGlobal(), 1);
     EXPECT_EQ(g.numNodesGlobal(), 3);
+    EXPECT_TRUE(g.isValidEdge(0));
+    EXPECT_EQ(g.inputSource(b, 0), 0);
+    EXPECT_EQ(g.numOutputDestinations(a, 0), 1);
+    EXPECT_EQ(g.outputDestination(a, 0, 0), 0);
+    EXPECT_EQ(g.nodeName(a), S("A"));
+    EXPECT_EQ(g.nodeName(b), S("B"));
 }
 
 } // namespace
