@@ -358,6 +358,9 @@ TEST(GraphRemovePort, RemovingOutputZeroMovesOutputOneDownAndLeavesEdgesAlone)
     EXPECT_EQ(g.outputName(k, 0), name("second"));
     EXPECT_EQ(g.outputSource(k, 0), up);
     EXPECT_EQ(outputDestinations(g, k, 0), (std::vector<int>{out}));
+    // The edges were not touched: they still name the old index.
+    EXPECT_TRUE(g.isValidEdge(up));
+    EXPECT_TRUE(g.isValidEdge(out));
     EXPECT_EQ(g.edgeDestIndex(up), 1);
     EXPECT_EQ(g.edgeSourceIndex(out), 1);
 }
