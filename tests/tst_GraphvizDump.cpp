@@ -146,12 +146,6 @@ TEST(GraphvizDump, NodeRemovedButStillListedIsPrintedWithoutItsEdges)
 {
     // removeChildNode() leaves the node among the root's children; the dump
     // reads the children as they stand and tests no removed flag.
-#ifndef QT_NO_DEBUG
-    // Library defect: the dump reads names through Graph::nodeName(), whose
-    // debug-build precondition check stops the program on the removed node
-    // ("invalid node reference"). Release builds print the expected lines.
-    GTEST_SKIP() << "dumpAsGraphviz() asserts on a removed node still listed among the root's children";
-#endif
     Graph g;
     const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
     const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
@@ -162,6 +156,34 @@ TEST(GraphvizDump, NodeRemovedButStillListedIsPrintedWithoutItsEdges)
 
     g.removeNode(b); // taken out of the list
     EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";")}, {}));
+}
+
+TEST(GraphvizDump, EntriesThatNameNoSlotAfterPurgeArePassedOver)
+{
+    // Purge gives position k of every children list the new reference of
+    // old slot k: the root, which listed A (1) and B (2), then lists itself
+    // (0) and -1 for A's dropped slot. The root is printed by its empty name;
+    // the -1 entry has no name and is passed over.
+    Graph g;
+    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
+    g.removeChildNode(a);
+    g.purge();
+    ASSERT_EQ(g.numNodes(Graph::kRootNodeRef), 2);
+    ASSERT_EQ(g.getNode(0, Graph::kRootNodeRef), 0);
+    ASSERT_EQ(g.getNode(1, Graph::kRootNodeRef), -1);
+    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"\";")}, {}));
+}
+
+TEST(GraphvizDump, GraphPurgedAfterItsRootWasRemovedGivesTheFixedLinesOnly)
+{
+    Graph g;
+    g.addNode(S("A"), 0, 0, Graph::kRootNodeRef);
+    g.removeNode(Graph::kRootNodeRef);
+    g.purge();
+    ASSERT_EQ(g.numNodesGlobal(), 0);
+    EXPECT_EQ(dumpLines(g), expectedDump({}, {}));
 }
 
 TEST(GraphvizDump, NamesArePrintedAsTheyStand)

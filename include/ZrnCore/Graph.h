@@ -359,6 +359,7 @@ public:
 
 private:
     struct Impl;
+    friend struct GraphStorage; // the library's own read access to Impl
     Impl* d;
 };
 

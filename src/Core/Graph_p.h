@@ -109,6 +109,13 @@ struct Graph::Impl
     bool walkDown(int& node, int& index) const;
 };
 
+// Read access to a graph's records for the library's own code that must see
+// them as they stand, removed slots included (the Graphviz dump).
+struct GraphStorage
+{
+    static const Graph::Impl& of(const Graph& graph) { return *graph.d; }
+};
+
 } // namespace Zrn
 } // namespace Morvane
 

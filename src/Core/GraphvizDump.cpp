@@ -5,6 +5,8 @@
 
 #include <ZrnCore/Graph.h>
 
+#include "Graph_p.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
 #include <QtCore/QSet>
@@ -21,36 +23,47 @@ QByteArray quoted(const QString& name)
     return QByteArray("\"") + name.toLocal8Bit() + '"';
 }
 
-// The dump, one entry per line, without line ends.
+// The dump, one entry per line, without line ends. It reads the records as
+// they stand: a node that removeChildNode() left among the root's children
+// is listed like any other (its edges are gone), and no removed flag is
+// tested. An entry that names no slot at all (purge() can write -1 into a
+// children list) is passed over, and so is an edge whose destination names
+// none: there is no name to print for either. A graph purged after its root
+// was removed gives the fixed lines only.
 QList<QByteArray> graphvizLines(const Graph& graph)
 {
-    const int root = Graph::kRootNodeRef;
-    const int numTopLevel = graph.numNodes(root);
+    const auto& g = GraphStorage::of(graph); // Graph::Impl, named only by the library's friend
+    // Purging after the root was removed leaves no slot at all.
+    static const std::vector<int> none;
+    const std::vector<int>& topLevel = g.inStorage(Graph::kRootNodeRef) ? g.node(Graph::kRootNodeRef).children : none;
 
     QList<QByteArray> lines;
     lines << QByteArray("digraph \"Zrn\" {") << QByteArray("  rankdir=LR;") << QByteArray(" ")
           << QByteArray("  // Nodes");
-    for (int k = 0; k < numTopLevel; ++k)
-        lines << "  " + quoted(graph.nodeName(graph.getNode(k, root))) + ';';
+    for (int node : topLevel) {
+        if (g.inStorage(node))
+            lines << "  " + quoted(g.node(node).name) + ';';
+    }
     lines << QByteArray(" ") << QByteArray("  // Edges");
 
     // Destinations already printed for the current source node, so that a
     // pair joined by several outputs or edges gives one line.
     QSet<int> printed;
-    for (int k = 0; k < numTopLevel; ++k) {
-        const int node = graph.getNode(k, root);
-        const QByteArray source = quoted(graph.nodeName(node));
+    for (int node : topLevel) {
+        if (!g.inStorage(node))
+            continue;
+        const QByteArray source = quoted(g.node(node).name);
         printed.clear();
-        const int numOutputs = graph.numOutputs(node);
-        for (int o = 0; o < numOutputs; ++o) {
-            const int numDestinations = graph.numOutputDestinations(node, o);
-            for (int i = 0; i < numDestinations; ++i) {
+        for (const Port& output : g.node(node).outputs) {
+            for (int edge : output.destinations) {
+                if (!inRange(edge, g.edges.size()))
+                    continue;
                 // The kind is not checked: an up edge names the root.
-                const int dst = graph.edgeDestNode(graph.outputDestination(node, o, i));
-                if (printed.contains(dst))
+                const int dst = g.edge(edge).dstNode;
+                if (!g.inStorage(dst) || printed.contains(dst))
                     continue;
                 printed.insert(dst);
-                lines << "  " + source + " -> " + quoted(graph.nodeName(dst)) + ';';
+                lines << "  " + source + " -> " + quoted(g.node(dst).name) + ';';
             }
         }
     }
