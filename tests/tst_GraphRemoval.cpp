@@ -741,4 +741,22 @@ TEST(GraphPurge, EdgeLeftOnAnErasedPortIsRemovedCleanlyAfterItsNodeIsPurged)
     EXPECT_EQ(g.addEdge(c, 0, 1, 0), 1);
 }
 
+TEST(GraphPurge, FindNodePassesOverChildrenEntriesThatNameNoSlot)
+{
+    // Root children A (1), B (2), C (3); A is removed but stays listed, so
+    // purge maps slot 1 to -1 and rewrites the root's list to 0, -1, 1.
+    Graph g;
+    const int a = g.addNode(name("A"), 0, 0, Graph::kRootNodeRef);
+    g.addNode(name("B"), 0, 0, Graph::kRootNodeRef);
+    g.addNode(name("C"), 0, 0, Graph::kRootNodeRef);
+    g.removeChildNode(a);
+    g.purge();
+    ASSERT_EQ(childrenOf(g, Graph::kRootNodeRef), (std::vector<int>{0, -1, 1}));
+
+    EXPECT_EQ(g.findNode(name("A"), Graph::kRootNodeRef), -1);
+    EXPECT_EQ(g.findNode(name("B"), Graph::kRootNodeRef), 1);
+    EXPECT_EQ(g.findNode(name(""), Graph::kRootNodeRef), 0);   // the root, listed at position 0
+    EXPECT_EQ(g.findNode(name("C"), Graph::kRootNodeRef), -1); // listed nowhere after the rewrite
+}
+
 } // namespace

@@ -151,8 +151,10 @@ int Graph::getNode(int index, int parent) const
 int Graph::findNode(const QString& name, int parent) const
 {
     ZRN_ASSERT_NODE(parent);
+    // purge() can leave entries in a children list that name no slot (-1);
+    // they have no name to match.
     for (int child : d->node(parent).children) {
-        if (d->node(child).name == name)
+        if (d->inStorage(child) && d->node(child).name == name)
             return child;
     }
     return kInvalidNodeRef;
