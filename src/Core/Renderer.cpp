@@ -8,6 +8,7 @@
 #include <QtCore/QThread>
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace Morvane {
 namespace Zrn {
@@ -162,15 +163,20 @@ bool Renderer::Impl::render(int node, RenderCallbacks* cb)
 // ================================================================ Renderer
 
 Renderer::Renderer()
-    : d(new Impl)
+    : d(std::make_unique<Impl>())
 {
 }
 
 Renderer::~Renderer()
 {
-    for (RenderPass* pass : qAsConst(d->passes))
-        delete pass; // in pass-index order, through the virtual destructor
-    delete d;
+    // In pass-index order, through the virtual destructor. A pass added
+    // twice sits at two indices and is deleted at the first one only.
+    std::unordered_set<RenderPass*> deleted;
+    deleted.reserve(size_t(d->passes.size()));
+    for (RenderPass* pass : qAsConst(d->passes)) {
+        if (deleted.insert(pass).second)
+            delete pass;
+    }
 }
 
 void Renderer::setup(RenderCallbacks* cb)
@@ -260,26 +266,30 @@ int Renderer::findParameter(const QString& name) const
     return d->graph.findInput(Graph::kRootNodeRef, name);
 }
 
-QT_WARNING_PUSH
-QT_WARNING_DISABLE_DEPRECATED
+// The range checks below are for callers; in debug builds they also stop on
+// a Q_ASSERT, so that a wrong index is found where it is made.
 
-QVariant::Type Renderer::parameterType(int i) const
+Compat::VariantType Renderer::parameterType(int i) const
 {
     Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    if (i < 0 || i >= d->parameters.size())
+        return Compat::kInvalidVariantType;
     return Compat::variantType(d->parameters.at(i));
 }
 
-QVariant::Type Renderer::outputType(int i) const
+Compat::VariantType Renderer::outputType(int i) const
 {
     Q_ASSERT_X(i >= 0 && i < d->outputs.size(), Q_FUNC_INFO, "output out of range");
+    if (i < 0 || i >= d->outputs.size())
+        return Compat::kInvalidVariantType;
     return Compat::variantType(d->outputs.at(i));
 }
-
-QT_WARNING_POP
 
 QVariant Renderer::parameterValue(int i) const
 {
     Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    if (i < 0 || i >= d->parameters.size())
+        return QVariant();
     return d->parameters.at(i);
 }
 
@@ -296,6 +306,8 @@ int Renderer::findOutput(const QString& name) const
 QVariant Renderer::output(int i) const
 {
     Q_ASSERT_X(i >= 0 && i < d->outputs.size(), Q_FUNC_INFO, "output out of range");
+    if (i < 0 || i >= d->outputs.size())
+        return QVariant();
     return d->outputs.at(i);
 }
 
@@ -377,6 +389,8 @@ int Renderer::addGroup(const QString& name, int numInputs, int numOutputs, int p
 void Renderer::setParameter(int i, const QVariant& value)
 {
     Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    if (i < 0 || i >= d->parameters.size())
+        return;
     d->parameters[i] = value;
 }
 
