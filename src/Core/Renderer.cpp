@@ -67,24 +67,41 @@ bool Renderer::Impl::walk(int node, RenderCallbacks* cb, QVector<bool>& visited,
     // Renderer::render() starts walks at a valid target only, and every
     // other node comes from walkToSourceNode(), which yields live nodes.
     Q_ASSERT_X(graph.isValidNode(node) && node < visited.size(), Q_FUNC_INFO, "walk from an invalid node");
-    visited[node] = true;
 
-    const int numInputs = graph.numInputs(node);
-    for (int i = 0; i < numInputs; ++i) {
-        int source = node;
-        int index = i;
-        if (graph.walkToSourceNode(source, index) && !visited.at(source)) {
-            if (!walk(source, cb, visited, type))
+    // Depth first with a stack of our own rather than the call stack, so
+    // that a chain as long as memory allows can be walked. Each entry is a
+    // node and the next of its inputs to follow; a node is marked when it
+    // is pushed, and leaves the stack (and runs) once all its inputs are
+    // done: the order of a recursive post-order walk.
+    walkStack.clear();
+    visited[node] = true;
+    walkStack.push_back(WalkEntry{node, graph.numInputs(node), 0});
+    while (!walkStack.empty()) {
+        WalkEntry& top = walkStack.back();
+        bool descended = false;
+        while (top.nextInput < top.numInputs) {
+            int source = top.node;
+            int index = top.nextInput++;
+            if (graph.walkToSourceNode(source, index) && !visited.at(source)) {
+                visited[source] = true;
+                walkStack.push_back(WalkEntry{source, graph.numInputs(source), 0}); // `top` is stale from here
+                descended = true;
+                break;
+            }
+        }
+        if (descended)
+            continue;
+
+        const int done = top.node;
+        walkStack.pop_back();
+        if (type == WalkType::Render) {
+            // Groups and the root carry no pass index and are only
+            // traversed; a disabled pass is traversed too, so its upstream
+            // still runs.
+            const int v = graph.nodeValue(done);
+            if (isPassIndex(v) && enabledFlags.at(v) && !render(done, cb))
                 return false;
         }
-    }
-
-    if (type == WalkType::Render) {
-        // Groups and the root carry no pass index and are only traversed; a
-        // disabled pass is traversed too, so its upstream still runs.
-        const int v = graph.nodeValue(node);
-        if (isPassIndex(v) && enabledFlags.at(v) && !render(node, cb))
-            return false;
     }
     return true;
 }
