@@ -82,6 +82,11 @@ struct Graph::Impl
 {
     std::vector<Node> nodes;
     std::vector<Edge> edges;
+    // Advanced by every mutating operation that changes something, so that
+    // users of the graph can tell cheaply whether it may have changed.
+    quint64 revision = 0;
+
+    void changed() { ++revision; }
 
     bool validNode(int n) const { return n >= 0 && n < int(nodes.size()) && !nodes[size_t(n)].removed; }
     bool validEdge(int e) const { return e >= 0 && e < int(edges.size()) && !edges[size_t(e)].removed; }
