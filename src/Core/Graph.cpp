@@ -64,6 +64,26 @@ void unlinkSource(std::vector<Port>& ports, int index, int edge)
 
 } // namespace
 
+int Graph::Impl::inputNamed(int n, const QString& name) const
+{
+    return inStorage(n) ? firstNamed(node(n).inputs, name) : -1;
+}
+
+int Graph::Impl::outputNamed(int n, const QString& name) const
+{
+    return inStorage(n) ? firstNamed(node(n).outputs, name) : -1;
+}
+
+int Graph::Impl::inputGroupNamed(int n, const QString& name) const
+{
+    return inStorage(n) ? firstNamed(node(n).inputGroups, name) : -1;
+}
+
+int Graph::Impl::outputGroupNamed(int n, const QString& name) const
+{
+    return inStorage(n) ? firstNamed(node(n).outputGroups, name) : -1;
+}
+
 void removeEdgesAt(Graph& graph, Port& port)
 {
     // removeEdge() only edits sources and destination lists, so `port` stays

@@ -108,6 +108,17 @@ struct Graph::Impl
     bool down(const Edge& e) const { return inStorage(e.dstNode) && e.srcNode == parentOf(e.dstNode); }
     bool up(const Edge& e) const { return inStorage(e.srcNode) && parentOf(e.srcNode) == e.dstNode; }
 
+    // Name lookups that read a node's records as they stand, removed or not:
+    // the first port (group) of `n` named `name`, or -1 when none is or when
+    // `n` names no slot. Only a reference outside the storage is a failed
+    // lookup; removal only marks a node and leaves its ports in place.
+    int inputNamed(int n, const QString& name) const;
+    int outputNamed(int n, const QString& name) const;
+    int inputGroupNamed(int n, const QString& name) const;
+    int outputGroupNamed(int n, const QString& name) const;
+    // The parent field of slot `n` as it stands, or -1 when `n` names no slot.
+    int storedParent(int n) const { return inStorage(n) ? parentOf(n) : Graph::kInvalidNodeRef; }
+
     // The walk primitives, shared by Graph's public walks and by precedes().
     bool walkAcross(int& node, int& index) const;
     bool walkUp(int& node, int& index) const;
