@@ -10,6 +10,7 @@
 #include <ZrnCore/EdgeCheck.h>
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/Graph.h>
+#include <ZrnCore/GraphDocument.h>
 #include <ZrnCore/GraphPicture.h>
 #include <ZrnCore/GraphvizDump.h>
 #include <ZrnCore/RenderPass.h>
