@@ -16,6 +16,9 @@ namespace Morvane {
 namespace Zrn {
 
 class Graph;
+namespace Internal {
+struct RendererAccess;
+}
 
 /// A render-pass scheduler. It keeps its passes as nodes of a Graph of its
 /// own: renderer parameters are inputs of the root node, renderer outputs are
@@ -83,8 +86,15 @@ public:
     /// range), no walk starts and no pass runs; the outputs are still
     /// collected, and render() returns false.
     ///
-    /// In steady state (same graph as the last frame) a frame allocates
-    /// nothing beyond what copying the QVariant values needs.
+    /// What the walks decide (which passes run in what order, where each
+    /// input comes from, the user counts, the producers of the renderer
+    /// outputs) is recorded and reused by the following frames until the
+    /// graph, the target or the lists of passes, parameters or outputs
+    /// change; parameter values, pass outputs, enabled flags, polling and
+    /// error codes are read afresh in every frame, so the calls are the same
+    /// as if every frame walked. In steady state (nothing of that changed
+    /// since the last frame) a frame allocates nothing beyond what copying
+    /// the QVariant values needs.
     virtual bool render(RenderCallbacks* cb);
     /// Calls teardown(cb) on every pass in pass-index order, enabled or not.
     virtual void teardown(RenderCallbacks* cb);
@@ -224,6 +234,7 @@ public:
 private:
     struct Impl;
     std::unique_ptr<Impl> d;
+    friend struct Internal::RendererAccess; // the library's private test hooks
     FrameStatistics m_frameStats;
 };
 
