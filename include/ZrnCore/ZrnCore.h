@@ -7,7 +7,9 @@
 #include <ZrnCore/zrncore_export.h>
 
 #include <ZrnCore/Core.h>
+#include <ZrnCore/FrameReport.h>
 #include <ZrnCore/FrameStatistics.h>
+#include <ZrnCore/FrameTrace.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/GraphvizDump.h>
 #include <ZrnCore/RenderPass.h>

@@ -2,6 +2,7 @@
 
 #include <ZrnCore/Renderer.h>
 
+#include "FrameRecorder_p.h"
 #include "QtCompat_p.h"
 #include "Renderer_p.h"
 
@@ -148,15 +149,28 @@ bool Renderer::Impl::render(int node, RenderCallbacks* cb)
     }
 
     pass->setErrorCode(0);
+    FrameRecorder* const rec = recorder; // null unless the report or a trace records
+    if (rec)
+        rec->passBegins();
     pass->beginFrame(cb);
     pass->start(cb);
     ++numPassesRun;
     // First poll right after start(); no time-out, a pass that never
     // finishes holds the frame.
-    while (!pass->isFinished())
+    int polls = 1;
+    while (!pass->isFinished()) {
+        if (rec && polls == 1)
+            rec->passWaits();
         QThread::usleep(100);
+        ++polls;
+    }
+    if (rec && polls > 1)
+        rec->passFinished();
     pass->endFrame(cb);
-    return pass->errorCode() == 0;
+    const unsigned int code = pass->errorCode();
+    if (rec)
+        rec->passEnds(node, graph.nodeValue(node), code, polls);
+    return code == 0;
 }
 
 // ================================================================ Renderer
@@ -182,6 +196,8 @@ void Renderer::setup(RenderCallbacks* cb)
 bool Renderer::render(RenderCallbacks* cb)
 {
     d->numPassesRun = 0;
+    if (d->recorder)
+        d->recorder->frameBegins(m_frameStats.count());
     beginFrame(cb);
 
     bool ok = true;
@@ -219,6 +235,8 @@ bool Renderer::render(RenderCallbacks* cb)
 
     d->collectOutputs(); // also after a failure
     endFrame(cb);
+    if (d->recorder && !d->recorder->frameEnds(d->graph, d->visited, d->enabledFlags, d->target, ok, m_frameStats))
+        d->recorder = nullptr; // a trace ended and the report is off
     return ok;
 }
 

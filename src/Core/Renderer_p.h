@@ -8,8 +8,12 @@
 #include <QtCore/QVariant>
 #include <QtCore/QVector>
 
+#include <memory>
+
 namespace Morvane {
 namespace Zrn {
+
+class FrameRecorder;
 
 // The renderer's state. Invariants: `passes` and `enabledFlags` have equal
 // length; `parameters` has one entry per root input and `outputs` one per
@@ -41,6 +45,14 @@ struct Renderer::Impl
         int output;
     };
     QVector<Producer> producers;
+
+    // The frame report and trace (FrameRecorder_p.h), made when the host
+    // first turns either on. `recorder` points to it while it records and is
+    // null otherwise, so a frame that records nothing only tests it. The
+    // recorder reads `visited` after the frame: it must hold the marks of
+    // the frame's marking walk whenever the target is a valid node.
+    std::unique_ptr<FrameRecorder> recording;
+    FrameRecorder* recorder = nullptr;
 
     // True when `v` (a node value) is a pass index.
     bool isPassIndex(int v) const { return v >= 0 && v < passes.size(); }
