@@ -11,6 +11,7 @@
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/FrameTrace.h>
 #include <ZrnCore/Graph.h>
+#include <ZrnCore/GraphDocument.h>
 #include <ZrnCore/GraphPicture.h>
 #include <ZrnCore/GraphvizDump.h>
 #include <ZrnCore/RenderPass.h>
