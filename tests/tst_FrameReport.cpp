@@ -5,6 +5,7 @@
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/Renderer.h>
 
+#include "../src/Core/RendererHooks_p.h"
 #include "RecordingRendererFixture.h"
 
 #include <gtest/gtest.h>
@@ -336,6 +337,80 @@ TEST_F(FrameReportTest, NestedPassesAreNamedByTheirPath)
                 "passes:\n"
                 "  post/blur: ran, target\n"
                 "  post/idle: not needed\n"));
+}
+
+namespace {
+
+// The runs of a frame as "<node>:<code>" and the pass states, for comparing
+// frames.
+QStringList summary(const FrameReport& report)
+{
+    QStringList out;
+    for (int i = 0; i < report.numRuns(); ++i)
+        out << QStringLiteral("%1:%2").arg(report.run(i).node).arg(report.run(i).errorCode);
+    for (int p = 0; p < report.numPasses(); ++p)
+        out << FrameReport::stateName(report.passState(p));
+    return out;
+}
+
+} // namespace
+
+// A frame that replays the recorded schedule and a frame that walks the graph
+// give the same report, frame after frame and across edits.
+TEST(FrameReport, WalkingAndReplayedFramesReportAlike)
+{
+    for (const bool walking : {true, false}) {
+        SCOPED_TRACE(walking ? "walking frames" : "replayed frames");
+        Renderer renderer;
+        Internal::setLiteralFrames(renderer, walking);
+        Graph& g = renderer.getGraph();
+        const int out = renderer.addOutput(s("out"));
+        auto* b = new ZrnTest::RecordingPass(s("B"), nullptr, 1, 1);
+        const int a = renderer.addPass(s("A"), new ZrnTest::RecordingPass(s("A"), nullptr, 1, 1), 0);
+        const int bn = renderer.addPass(s("B"), b, 0);
+        const int t = renderer.addPass(s("T"), new ZrnTest::RecordingPass(s("T"), nullptr, 1, 0), 0);
+        const int x = renderer.addPass(s("X"), new ZrnTest::RecordingPass(s("X"), nullptr, 0, 1), 0);
+        ASSERT_NE(g.addEdge(a, 0, bn, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addEdge(bn, 0, t, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addUpEdge(out, x, 0), Graph::kInvalidEdgeRef);
+        renderer.setTarget(t);
+        renderer.setFrameReportEnabled(true);
+        const FrameReport& report = renderer.frameReport();
+        const QStringList twice = {QStringLiteral("%1:0").arg(a),
+                                   QStringLiteral("%1:0").arg(bn),
+                                   QStringLiteral("%1:0").arg(t),
+                                   QStringLiteral("%1:0").arg(t),
+                                   s("ran"),
+                                   s("ran"),
+                                   s("ran"),
+                                   s("not reached")};
+
+        for (int frame = 0; frame < 2; ++frame) {
+            EXPECT_TRUE(renderer.render(nullptr));
+            EXPECT_EQ(summary(report), twice) << "frame " << frame;
+        }
+        renderer.setEnabled(bn, false);
+        EXPECT_TRUE(renderer.render(nullptr));
+        EXPECT_EQ(summary(report),
+                  QStringList({QStringLiteral("%1:0").arg(a), QStringLiteral("%1:0").arg(t),
+                               QStringLiteral("%1:0").arg(t), s("ran"), s("disabled"), s("ran"), s("not reached")}));
+        renderer.setEnabled(bn, true);
+        b->failWith = 7;
+        EXPECT_FALSE(renderer.render(nullptr));
+        EXPECT_EQ(summary(report),
+                  QStringList({QStringLiteral("%1:0").arg(a), QStringLiteral("%1:7").arg(bn), s("ran"), s("failed"),
+                               s("not run"), s("not reached")}));
+        EXPECT_EQ(report.failedNode(), bn);
+        // A new edge moves X upstream of the target.
+        b->failWith = 0;
+        ASSERT_NE(g.addEdge(x, 0, a, 0), Graph::kInvalidEdgeRef);
+        EXPECT_TRUE(renderer.render(nullptr));
+        EXPECT_EQ(summary(report),
+                  QStringList({QStringLiteral("%1:0").arg(x), QStringLiteral("%1:0").arg(a),
+                               QStringLiteral("%1:0").arg(bn), QStringLiteral("%1:0").arg(t), s("ran"), s("ran"),
+                               s("ran"), s("ran")}));
+        EXPECT_EQ(renderer.frameReport().frameIndex(), 4);
+    }
 }
 
 TEST(FrameReport, StateNames)
