@@ -369,7 +369,7 @@ TEST(FrameReport, WalkingAndReplayedFramesReportAlike)
         const int a = renderer.addPass(s("A"), new ZrnTest::RecordingPass(s("A"), nullptr, 1, 1), 0);
         const int bn = renderer.addPass(s("B"), b, 0);
         const int t = renderer.addPass(s("T"), new ZrnTest::RecordingPass(s("T"), nullptr, 1, 0), 0);
-        const int x = renderer.addPass(s("X"), new ZrnTest::RecordingPass(s("X"), nullptr, 0, 1), 0);
+        const int x = renderer.addPass(s("X"), new ZrnTest::RecordingPass(s("X"), nullptr, 0, 2), 0);
         ASSERT_NE(g.addEdge(a, 0, bn, 0), Graph::kInvalidEdgeRef);
         ASSERT_NE(g.addEdge(bn, 0, t, 0), Graph::kInvalidEdgeRef);
         ASSERT_NE(g.addUpEdge(out, x, 0), Graph::kInvalidEdgeRef);
@@ -403,7 +403,7 @@ TEST(FrameReport, WalkingAndReplayedFramesReportAlike)
         EXPECT_EQ(report.failedNode(), bn);
         // A new edge moves X upstream of the target.
         b->failWith = 0;
-        ASSERT_NE(g.addEdge(x, 0, a, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addEdge(x, 1, a, 0), Graph::kInvalidEdgeRef);
         EXPECT_TRUE(renderer.render(nullptr));
         EXPECT_EQ(summary(report),
                   QStringList({QStringLiteral("%1:0").arg(x), QStringLiteral("%1:0").arg(a),
