@@ -154,7 +154,7 @@ struct Renderer::Impl
     bool renderScheduled(RenderCallbacks* cb);
     bool scheduleIsCurrent() const;
     void compileSchedule();
-    void compileRun(int node, int pass);
+    void compileRun(Schedule::Run& run);
     bool runScheduled(const Schedule::Run& run, RenderCallbacks* cb);
 
     // Where input `input` of pass node `node` takes its value from, found
