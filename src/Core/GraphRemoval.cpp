@@ -139,6 +139,7 @@ void Graph::removeInput(int node, int input)
 {
     if (!isValidInput(node, input))
         return;
+    d->orderPortsErasing(node, true, input);
     std::vector<Port>& inputs = d->node(node).inputs;
     inputs.erase(inputs.begin() + input);
 }
@@ -147,6 +148,7 @@ void Graph::removeOutput(int node, int output)
 {
     if (!isValidOutput(node, output))
         return;
+    d->orderPortsErasing(node, false, output);
     std::vector<Port>& outputs = d->node(node).outputs;
     outputs.erase(outputs.begin() + output);
 }
@@ -176,6 +178,7 @@ void Graph::purge()
 
 void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
+    d->orderInvalidate(); // references and edge kinds may all change
     const std::vector<int> nodesTo = buildMap(d->nodes);
     const std::vector<int> edgesTo = buildMap(d->edges);
 
