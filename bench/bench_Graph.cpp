@@ -10,14 +10,27 @@
 //    graph is the baseline) however large the graph gets.
 //  - BM_PrecedesWholeChain: the same graphs, but the answer is N-1 steps
 //    away; the time grows with N, for contrast.
+//  - BM_BuildLayered: a layered graph of N nodes built three ways in each
+//    iteration (see there); compare the per-node costs across N and with
+//    the build whose cycle tests have nothing to search.
+//  - BM_GraphBytes: heap bytes per node and per edge of a layered graph.
+//  - BM_FindNodeLastChild, BM_ConnectByName100: findNode among many
+//    children, connectByName between two nodes of 100 ports.
+
+#include "AllocationCounter.h"
+#include "BenchSizes.h"
 
 #include <ZrnCore/Graph.h>
 
 #include <benchmark/benchmark.h>
 
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
+#include <algorithm>
+#include <chrono>
 #include <memory>
+#include <random>
 #include <vector>
 
 using Morvane::Zrn::Graph;
@@ -32,6 +45,16 @@ std::vector<int> addNodes(Graph& g, int count)
     for (int i = 0; i < count; ++i)
         nodes.push_back(g.addNode(QStringLiteral("n"), 1, 1, Graph::kRootNodeRef));
     return nodes;
+}
+
+// The sizes of the edge-creation sweeps and of the precedes() sweeps.
+void chainSizes(benchmark::internal::Benchmark* b)
+{
+    ZrnBench::addSizes(b, {8, 16, 64, 256, 1024, 2048});
+}
+void chainLengths(benchmark::internal::Benchmark* b)
+{
+    ZrnBench::addSizes(b, {8, 64, 512, 4096, 32768, 65536});
 }
 
 // Chains nodes[0] -> nodes[1] -> ... from the far end, so that each cycle
@@ -59,7 +82,7 @@ void BM_AddEdgeChainForward(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * (count - 1));
     state.SetComplexityN(count);
 }
-BENCHMARK(BM_AddEdgeChainForward)->RangeMultiplier(4)->Range(8, 2048)->Complexity();
+BENCHMARK(BM_AddEdgeChainForward)->Apply(chainSizes)->Complexity();
 
 void BM_AddEdgeChainBackward(benchmark::State& state)
 {
@@ -77,7 +100,7 @@ void BM_AddEdgeChainBackward(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * (count - 1));
     state.SetComplexityN(count);
 }
-BENCHMARK(BM_AddEdgeChainBackward)->RangeMultiplier(4)->Range(8, 2048)->Complexity();
+BENCHMARK(BM_AddEdgeChainBackward)->Apply(chainSizes)->Complexity();
 
 // One node with N inputs, fed by N source nodes: every cycle test starts at
 // a source with no inputs, so each edge costs the same.
@@ -101,7 +124,11 @@ void BM_AddEdgeWideFanIn(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * count);
     state.SetComplexityN(count);
 }
-BENCHMARK(BM_AddEdgeWideFanIn)->RangeMultiplier(4)->Range(8, 8192)->Complexity();
+BENCHMARK(BM_AddEdgeWideFanIn)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {8, 16, 64, 256, 1024, 4096, 8192});
+    })
+    ->Complexity();
 
 // A producer `depth` levels inside sibling S and a consumer `depth` levels
 // inside sibling P:
@@ -140,7 +167,11 @@ void BM_WalkToSourceNodeNested(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
     state.SetComplexityN(depth);
 }
-BENCHMARK(BM_WalkToSourceNodeNested)->RangeMultiplier(4)->Range(1, 1024)->Complexity();
+BENCHMARK(BM_WalkToSourceNodeNested)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1, 4, 16, 64, 256, 1024});
+    })
+    ->Complexity();
 
 // precedes() on a chain of N nodes where the answer is the direct upstream
 // neighbour: two nodes are visited whatever N is.
@@ -158,7 +189,7 @@ void BM_PrecedesNeighbour(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
     state.SetComplexityN(count);
 }
-BENCHMARK(BM_PrecedesNeighbour)->RangeMultiplier(8)->Range(8, 1 << 16)->Complexity(benchmark::o1);
+BENCHMARK(BM_PrecedesNeighbour)->Apply(chainLengths)->Complexity(benchmark::o1);
 
 // The same chains, with the answer at the far end: N nodes are visited.
 void BM_PrecedesWholeChain(benchmark::State& state)
@@ -175,7 +206,7 @@ void BM_PrecedesWholeChain(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
     state.SetComplexityN(count);
 }
-BENCHMARK(BM_PrecedesWholeChain)->RangeMultiplier(8)->Range(8, 1 << 16)->Complexity(benchmark::oN);
+BENCHMARK(BM_PrecedesWholeChain)->Apply(chainLengths)->Complexity(benchmark::oN);
 
 // A false answer found at once: b has no inputs, in a graph of N unconnected
 // nodes. Also stays at the small graph's time.
@@ -190,6 +221,229 @@ void BM_PrecedesNothingUpstream(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
     state.SetComplexityN(count);
 }
-BENCHMARK(BM_PrecedesNothingUpstream)->RangeMultiplier(8)->Range(8, 1 << 16)->Complexity(benchmark::o1);
+BENCHMARK(BM_PrecedesNothingUpstream)->Apply(chainLengths)->Complexity(benchmark::o1);
+
+} // namespace
+
+namespace {
+
+// ---------------------------------------------------------------- building
+
+// Layered graphs of N nodes with two inputs and one output each, in layers
+// of 8: node j of layer L (L >= 1) is fed by nodes j and j+1 (mod 8) of
+// layer L-1; the first layer's inputs stay unconnected. Nodes are made in
+// layer order, so node k is the graph's node k + 1.
+struct LayeredEdge
+{
+    int src;
+    int dst;
+    int input;
+};
+
+constexpr int kLayerWidth = 8;
+
+// The edges of the layered graph of `count` nodes, in the order in which a
+// forward build adds them (by destination node, input 0 before input 1).
+std::vector<LayeredEdge> layeredEdges(int count)
+{
+    std::vector<LayeredEdge> edges;
+    edges.reserve(size_t(2 * count));
+    for (int k = kLayerWidth; k < count; ++k) {
+        const int layerStart = k - k % kLayerWidth;
+        const int j = k % kLayerWidth;
+        edges.push_back({layerStart - kLayerWidth + j + 1, k + 1, 0});
+        edges.push_back({layerStart - kLayerWidth + (j + 1) % kLayerWidth + 1, k + 1, 1});
+    }
+    return edges;
+}
+
+int addLayeredNode(Graph& g)
+{
+    return g.addNode(QStringLiteral("n"), 2, 1, Graph::kRootNodeRef);
+}
+
+// Edges added as nodes are created: each node gets its two inputs as soon
+// as it exists. Returns the number of refused edges.
+int buildForward(Graph& g, int count, const std::vector<LayeredEdge>& edges)
+{
+    int refused = 0;
+    size_t next = 0;
+    for (int k = 0; k < count; ++k) {
+        const int node = addLayeredNode(g);
+        for (; next < edges.size() && edges[next].dst == node; ++next)
+            refused += g.addEdge(edges[next].src, 0, node, edges[next].input) == Graph::kInvalidEdgeRef;
+    }
+    return refused;
+}
+
+// All nodes first, then the edges in the order given.
+int buildNodesThenEdges(Graph& g, int count, const std::vector<LayeredEdge>& edges)
+{
+    for (int k = 0; k < count; ++k)
+        addLayeredNode(g);
+    int refused = 0;
+    for (const LayeredEdge& e : edges)
+        refused += g.addEdge(e.src, 0, e.dst, e.input) == Graph::kInvalidEdgeRef;
+    return refused;
+}
+
+// Each iteration builds the same layered graph three times, each timed on
+// its own, and destroys the graphs outside the timed parts:
+//  - forward: every node's two edges added right after the node;
+//  - shuffled: all nodes, then the same edges in a fixed random order;
+//  - baseline: all nodes, then the same edges from the last to the first.
+//    Each new edge then leaves a node whose inputs are not connected yet,
+//    so its cycle test has nothing upstream to search and visits that one
+//    node: the same records as the forward build (the same nodes, ports and
+//    edges, with the edge references numbered in the other order) without
+//    the cost of searching. The public interface has no build without a
+//    cycle test; this is the nearest to one.
+// Counters: nanoseconds per node of each build, and forward_x, shuffled_x,
+// the ratios of those builds to the baseline. The reported time is the
+// forward build's.
+void BM_BuildLayered(benchmark::State& state)
+{
+    using Clock = std::chrono::steady_clock;
+    const int count = int(state.range(0));
+    const std::vector<LayeredEdge> forward = layeredEdges(count);
+    std::vector<LayeredEdge> shuffled = forward;
+    std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(20261123));
+    const std::vector<LayeredEdge> backward(forward.rbegin(), forward.rend());
+
+    double seconds[3] = {};
+    int refused = 0;
+    for (auto _ : state) {
+        double forwardSeconds = 0.0;
+        for (int way = 0; way < 3; ++way) {
+            auto g = std::make_unique<Graph>();
+            const auto start = Clock::now();
+            if (way == 0)
+                refused += buildForward(*g, count, forward);
+            else
+                refused += buildNodesThenEdges(*g, count, way == 1 ? shuffled : backward);
+            const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+            seconds[way] += elapsed;
+            if (way == 0)
+                forwardSeconds = elapsed;
+            g.reset();
+        }
+        state.SetIterationTime(forwardSeconds);
+    }
+    if (refused != 0)
+        state.SkipWithError("an edge of the layered graph was refused");
+    const double nodes = double(state.iterations()) * count;
+    state.counters["forward_ns"] = seconds[0] * 1e9 / nodes;
+    state.counters["shuffled_ns"] = seconds[1] * 1e9 / nodes;
+    state.counters["baseline_ns"] = seconds[2] * 1e9 / nodes;
+    state.counters["forward_x"] = seconds[0] / seconds[2];
+    state.counters["shuffled_x"] = seconds[1] / seconds[2];
+}
+BENCHMARK(BM_BuildLayered)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 10000, 100000});
+    })
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+// Heap bytes that a layered graph of N nodes (two inputs, one output each)
+// holds: per node after the nodes are made, and per edge after its edges
+// are added (baseline order). Container capacity left over by growth is
+// counted: it is memory the graph holds. Node names share one literal and
+// allocate nothing.
+void BM_GraphBytes(benchmark::State& state)
+{
+    const int count = int(state.range(0));
+    const std::vector<LayeredEdge> forward = layeredEdges(count);
+    const std::vector<LayeredEdge> backward(forward.rbegin(), forward.rend());
+    double perNode = 0.0;
+    double perEdge = 0.0;
+    for (auto _ : state) {
+        ZrnBench::setCountingBytes(true);
+        const long long empty = ZrnBench::liveBytes();
+        auto g = std::make_unique<Graph>();
+        for (int k = 0; k < count; ++k)
+            addLayeredNode(*g);
+        const long long withNodes = ZrnBench::liveBytes();
+        for (const LayeredEdge& e : backward)
+            g->addEdge(e.src, 0, e.dst, e.input);
+        const long long withEdges = ZrnBench::liveBytes();
+        ZrnBench::setCountingBytes(false);
+        perNode = double(withNodes - empty) / count;
+        perEdge = double(withEdges - withNodes) / double(backward.size());
+        if (g->numEdgesGlobal() != int(backward.size()))
+            state.SkipWithError("an edge of the layered graph was refused");
+        state.PauseTiming();
+        g.reset();
+        state.ResumeTiming();
+    }
+    if (!ZrnBench::canCountBytes())
+        state.SkipWithError("bytes are counted on glibc only");
+    state.counters["bytes_per_node"] = perNode;
+    state.counters["bytes_per_edge"] = perEdge;
+    state.counters["edges"] = double(backward.size());
+}
+BENCHMARK(BM_GraphBytes)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 100000});
+    })
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+// ---------------------------------------------------------------- searching
+
+// findNode() of the last of N children named c0 .. cN-1: the whole list is
+// compared.
+void BM_FindNodeLastChild(benchmark::State& state)
+{
+    const int count = int(state.range(0));
+    Graph g;
+    const int parent = g.addNode(QStringLiteral("parent"), 0, 0, Graph::kRootNodeRef);
+    int last = Graph::kInvalidNodeRef;
+    for (int i = 0; i < count; ++i)
+        last = g.addNode(QStringLiteral("c%1").arg(i), 0, 0, parent);
+    const QString name = QStringLiteral("c%1").arg(count - 1);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(g.findNode(name, parent));
+    if (g.findNode(name, parent) != last)
+        state.SkipWithError("findNode did not find the last child");
+    state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_FindNodeLastChild)->Apply([](benchmark::internal::Benchmark* b) { ZrnBench::addSizes(b, {100, 10000}); });
+
+// connectByName() between two siblings of N ports each, outputs v0 .. vN-1
+// into inputs of the same names: N edges, each found by name. The graph is
+// rebuilt outside the timed part.
+void BM_ConnectByName(benchmark::State& state)
+{
+    const int ports = int(state.range(0));
+    QStringList names;
+    for (int i = 0; i < ports; ++i)
+        names.append(QStringLiteral("v%1").arg(i));
+    int made = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto g = std::make_unique<Graph>();
+        const int src = g->addNode(QStringLiteral("src"), 0, 0, Graph::kRootNodeRef);
+        const int dst = g->addNode(QStringLiteral("dst"), 0, 0, Graph::kRootNodeRef);
+        for (const QString& name : names) {
+            g->addOutput(src, name, -1);
+            g->addInput(dst, name, -1);
+        }
+        state.ResumeTiming();
+        g->connectByName(src, dst);
+        state.PauseTiming();
+        made = g->numEdgesGlobal();
+        g.reset();
+        state.ResumeTiming();
+    }
+    if (made != ports)
+        state.SkipWithError("connectByName did not join every port");
+    state.SetItemsProcessed(state.iterations() * ports);
+}
+BENCHMARK(BM_ConnectByName)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {10, 100});
+    })
+    ->Unit(benchmark::kMicrosecond);
 
 } // namespace

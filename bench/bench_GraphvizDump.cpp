@@ -3,6 +3,8 @@
 // formatting. The ratio of the two at each size is what matters: the dump
 // should stay a small constant factor above the read, at every size.
 
+#include "BenchSizes.h"
+
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/GraphvizDump.h>
 
@@ -58,5 +60,15 @@ void BM_GraphvizText(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(BM_ReadTopLevel)->RangeMultiplier(8)->Range(8, 4096)->Complexity();
-BENCHMARK(BM_GraphvizText)->RangeMultiplier(8)->Range(8, 4096)->Complexity();
+namespace {
+
+void sizes(benchmark::internal::Benchmark* b)
+{
+    ZrnBench::addSizes(b, {8, 64, 512, 4096, 10000});
+    b->Complexity();
+}
+
+} // namespace
+
+BENCHMARK(BM_ReadTopLevel)->Apply(sizes);
+BENCHMARK(BM_GraphvizText)->Apply(sizes);

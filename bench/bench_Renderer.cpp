@@ -1,12 +1,29 @@
-// Frames per second of the renderer on chains of trivial passes, and the
-// heap allocations one frame makes, against a frame that needs no pass.
+// Frames of the renderer against the floor, and the heap allocations a frame
+// makes.
 //
-//   baseline:  P0 -> P1 -> ... -> Pn-1      no target, nothing needed
-//   chain:     P0 -> P1 -> ... -> Pn-1 (target) -> renderer output
+// frames/Chain, /Layered, /NestedChain and /NestedLayered sweep the pass graphs of RenderFloor.h (chains and layered
+// graphs, flat and nested two levels deep in groups) at N = 10, 100, 1,000
+// and 10,000 passes. Each benchmark builds the same graph twice, once for
+// render() and once for the floor (every call a frame makes on its passes,
+// precomputed, see Floor), checks that one frame of each makes the same
+// calls with the same values, then times batches of frames of the two in
+// turn, so that both figures and their ratio come from the same stretch of
+// the run. Counters, per pass run:
+//   floor_ns, render_ns    nanoseconds per pass
+//   render_x               render_ns / floor_ns
+//   *_allocs               heap allocations per frame
+// frames/ToggleChain and /ToggleLayered do the same while one pass outside the target's upstream
+// has its enabled flag flipped before every frame of render().
 //
-// Every allocation of the process is counted: operator new/delete are
-// replaced here, and on glibc malloc, calloc and realloc are too, because
-// Qt's containers allocate with malloc rather than operator new.
+// The older sweeps: BM_FrameChain (a chain of RenderPassHelper passes) and
+// BM_FrameNothingNeeded (a frame that needs no pass), with allocations per
+// frame; BM_AllocationCounterCheck must read 1 alloc/frame.
+//
+// Every allocation of the process is counted (AllocationCounter.h).
+
+#include "AllocationCounter.h"
+#include "BenchSizes.h"
+#include "RenderFloor.h"
 
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/RenderPassHelper.h>
@@ -16,98 +33,9 @@
 
 #include <benchmark/benchmark.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
-namespace {
-std::atomic<long long> g_allocations{0};
-} // namespace
-
-#if defined(__GLIBC__)
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* ptr, size_t size);
-void __libc_free(void* ptr);
-
-void* malloc(size_t size)
-{
-    g_allocations.fetch_add(1, std::memory_order_relaxed);
-    return __libc_malloc(size);
-}
-void* calloc(size_t count, size_t size)
-{
-    g_allocations.fetch_add(1, std::memory_order_relaxed);
-    return __libc_calloc(count, size);
-}
-void* realloc(void* ptr, size_t size)
-{
-    g_allocations.fetch_add(1, std::memory_order_relaxed);
-    return __libc_realloc(ptr, size);
-}
-void free(void* ptr)
-{
-    __libc_free(ptr);
-}
-} // extern "C"
-#define ZRN_BENCH_COUNTS_MALLOC 1
-#endif
-
-namespace {
-
-void* countedNew(size_t size)
-{
-#if !defined(ZRN_BENCH_COUNTS_MALLOC)
-    g_allocations.fetch_add(1, std::memory_order_relaxed); // malloc counts it otherwise
-#endif
-    if (void* p = std::malloc(size ? size : 1))
-        return p;
-    throw std::bad_alloc();
-}
-
-} // namespace
-
-void* operator new(size_t size)
-{
-    return countedNew(size);
-}
-void* operator new[](size_t size)
-{
-    return countedNew(size);
-}
-void* operator new(size_t size, const std::nothrow_t&) noexcept
-{
-    try {
-        return countedNew(size);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void* operator new[](size_t size, const std::nothrow_t&) noexcept
-{
-    try {
-        return countedNew(size);
-    } catch (...) {
-        return nullptr;
-    }
-}
-void operator delete(void* p) noexcept
-{
-    std::free(p);
-}
-void operator delete[](void* p) noexcept
-{
-    std::free(p);
-}
-void operator delete(void* p, size_t) noexcept
-{
-    std::free(p);
-}
-void operator delete[](void* p, size_t) noexcept
-{
-    std::free(p);
-}
+#include <algorithm>
+#include <chrono>
+#include <string>
 
 namespace {
 
@@ -153,10 +81,10 @@ void runFrames(benchmark::State& state, bool needed)
     if (needed && renderer.output(0).toInt() != length)
         state.SkipWithError("wrong result");
 
-    const long long before = g_allocations.load();
+    const long long before = ZrnBench::allocationCount();
     for (auto _ : state)
         benchmark::DoNotOptimize(renderer.render(nullptr));
-    const long long allocations = g_allocations.load() - before;
+    const long long allocations = ZrnBench::allocationCount() - before;
 
     state.counters["frames/s"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
     state.counters["allocs/frame"] = benchmark::Counter(double(allocations), benchmark::Counter::kAvgIterations);
@@ -178,12 +106,12 @@ void BM_FrameChain(benchmark::State& state)
 // iteration must read as 1 alloc/frame.
 void BM_AllocationCounterCheck(benchmark::State& state)
 {
-    const long long before = g_allocations.load();
+    const long long before = ZrnBench::allocationCount();
     for (auto _ : state) {
         QVector<int> v(8);
         benchmark::DoNotOptimize(v.data());
     }
-    const long long allocations = g_allocations.load() - before;
+    const long long allocations = ZrnBench::allocationCount() - before;
     state.counters["allocs/frame"] = benchmark::Counter(double(allocations), benchmark::Counter::kAvgIterations);
 }
 
@@ -192,3 +120,160 @@ void BM_AllocationCounterCheck(benchmark::State& state)
 BENCHMARK(BM_AllocationCounterCheck);
 BENCHMARK(BM_FrameNothingNeeded)->RangeMultiplier(4)->Range(4, 256);
 BENCHMARK(BM_FrameChain)->RangeMultiplier(4)->Range(4, 256);
+
+namespace {
+
+using ZrnBench::CallLog;
+using ZrnBench::Floor;
+using ZrnBench::PassGraph;
+using ZrnBench::PassGraphSpec;
+using ZrnBench::Shape;
+
+// The ways a frame is made, timed in turn.
+enum Mode { FloorFrame, RenderFrame, NumModes };
+const char* const kModeNames[NumModes] = {"floor", "render"};
+
+struct FrameRig
+{
+    PassGraph floorGraph;
+    PassGraph graphs[NumModes]; // graphs[FloorFrame] stays empty
+    std::unique_ptr<Floor> floor;
+    bool toggle = false;
+    bool extraOff[NumModes] = {};
+
+    bool frame(int mode)
+    {
+        if (mode == FloorFrame)
+            return floor->frame(nullptr);
+        Renderer& r = *graphs[mode].renderer;
+        if (toggle) {
+            extraOff[mode] = !extraOff[mode];
+            r.setEnabled(graphs[mode].extraNode, !extraOff[mode]);
+        }
+        return r.render(nullptr);
+    }
+};
+
+// One logged frame of `mode`, with the renderer output it left.
+std::string loggedFrame(FrameRig& rig, int mode, CallLog& log)
+{
+    const PassGraph& graph = mode == FloorFrame ? rig.floorGraph : rig.graphs[mode];
+    log.clear();
+    ZrnBench::setLog(graph, &log);
+    const bool ok = rig.frame(mode);
+    ZrnBench::setLog(graph, nullptr);
+    const QVariant out = mode == FloorFrame ? rig.floor->output(0) : graph.renderer->output(0);
+    const int run = mode == FloorFrame ? rig.floor->numPassesRun() : graph.renderer->getNumPasses();
+    return std::string(ok ? "ok" : "failed") + ", result " + std::to_string(out.toInt()) + ", passes run "
+        + std::to_string(run);
+}
+
+// Builds the graphs and checks that every mode makes the floor's calls.
+// Returns an empty string, or what went wrong.
+std::string prepare(FrameRig& rig, const PassGraphSpec& spec)
+{
+    rig.toggle = spec.extra;
+    rig.floorGraph = ZrnBench::buildPassGraph(spec);
+    if (!rig.floorGraph.ok)
+        return "an edge of the pass graph was refused";
+    rig.floor = std::make_unique<Floor>(*rig.floorGraph.renderer);
+    if (rig.floor->numPassesRun() != rig.floorGraph.passCount)
+        return "the floor does not run every pass upstream of the target";
+    rig.floorGraph.renderer->setup(nullptr);
+    for (int mode = RenderFrame; mode < NumModes; ++mode) {
+        rig.graphs[mode] = ZrnBench::buildPassGraph(spec);
+        rig.graphs[mode].renderer->setup(nullptr);
+    }
+
+    // Two frames each first: whatever a first frame sets up is in place.
+    for (int mode = FloorFrame; mode < NumModes; ++mode) {
+        rig.frame(mode);
+        rig.frame(mode);
+    }
+    CallLog floorLog;
+    const std::string floorEnd = loggedFrame(rig, FloorFrame, floorLog);
+    const std::string expectedEnd = "ok, result " + std::to_string(rig.floor->output(0).toInt()) + ", passes run "
+        + std::to_string(rig.floorGraph.passCount);
+    if (floorEnd != expectedEnd || floorLog.empty())
+        return "the floor's frame ended as " + floorEnd;
+    for (int mode = RenderFrame; mode < NumModes; ++mode) {
+        for (int frame = 0; frame < 2; ++frame) { // both states of a toggled flag
+            CallLog log;
+            const std::string end = loggedFrame(rig, mode, log);
+            if (log != floorLog || end != floorEnd)
+                return std::string(kModeNames[mode]) + " made other calls than the floor (" + end + ")";
+        }
+    }
+    return std::string();
+}
+
+void frames(benchmark::State& state, Shape shape, bool nested, bool toggle)
+{
+    PassGraphSpec spec;
+    spec.shape = shape;
+    spec.nested = nested;
+    spec.size = int(state.range(0));
+    spec.extra = toggle;
+    FrameRig rig;
+    const std::string problem = prepare(rig, spec);
+    if (!problem.empty()) {
+        state.SkipWithError(problem.c_str());
+        return;
+    }
+
+    using Clock = std::chrono::steady_clock;
+    const int passes = rig.floorGraph.passCount;
+    const int batch = std::max(1, 20000 / passes);
+    double seconds[NumModes] = {};
+    long long allocations[NumModes] = {};
+    long long framesPerMode = 0;
+    int rotation = 0;
+    for (auto _ : state) {
+        double renderSeconds = 0.0;
+        for (int j = 0; j < NumModes; ++j) {
+            const int mode = (j + rotation) % NumModes; // alternate who goes first
+            const long long allocationsBefore = ZrnBench::allocationCount();
+            const auto start = Clock::now();
+            for (int b = 0; b < batch; ++b)
+                benchmark::DoNotOptimize(rig.frame(mode));
+            const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+            allocations[mode] += ZrnBench::allocationCount() - allocationsBefore;
+            seconds[mode] += elapsed;
+            if (mode == RenderFrame)
+                renderSeconds = elapsed;
+        }
+        ++rotation;
+        framesPerMode += batch;
+        state.SetIterationTime(renderSeconds);
+    }
+
+    const double passesRun = double(framesPerMode) * passes;
+    for (int mode = FloorFrame; mode < NumModes; ++mode) {
+        const std::string name = kModeNames[mode];
+        state.counters[name + "_ns"] = seconds[mode] * 1e9 / passesRun;
+        state.counters[name + "_allocs"] = double(allocations[mode]) / double(framesPerMode);
+    }
+    state.counters["render_x"] = seconds[RenderFrame] / seconds[FloorFrame];
+    state.counters["passes"] = passes;
+    state.counters["frames"] = double(framesPerMode);
+    for (int mode = FloorFrame; mode < NumModes; ++mode) {
+        if (mode != FloorFrame)
+            rig.graphs[mode].renderer->teardown(nullptr);
+    }
+    rig.floorGraph.renderer->teardown(nullptr);
+}
+
+void passSizes(benchmark::internal::Benchmark* b)
+{
+    ZrnBench::addSizes(b, {10, 100, 1000, 10000});
+    b->UseManualTime();
+}
+
+} // namespace
+
+BENCHMARK_CAPTURE(frames, Chain, Shape::Chain, false, false)->Apply(passSizes);
+BENCHMARK_CAPTURE(frames, Layered, Shape::Layered, false, false)->Apply(passSizes);
+BENCHMARK_CAPTURE(frames, NestedChain, Shape::Chain, true, false)->Apply(passSizes);
+BENCHMARK_CAPTURE(frames, NestedLayered, Shape::Layered, true, false)->Apply(passSizes);
+BENCHMARK_CAPTURE(frames, ToggleChain, Shape::Chain, false, true)->Apply(passSizes);
+BENCHMARK_CAPTURE(frames, ToggleLayered, Shape::Layered, false, true)->Apply(passSizes);

@@ -3,8 +3,12 @@
 //
 // Each walker benchmark has a baseline in the same run that touches every
 // node of the same graph once through the graph's accessors; the ratio of a
-// walker's time to it is the walker's own overhead per node. purge() is
-// compared with purging the same graph with nothing removed.
+// walker's time to it is the walker's own overhead per node. The sweeps go
+// up to 100,000 nodes. purge() is compared with purging the same graph with
+// nothing removed, and removeHalfThenPurge times removeNode() of every other
+// node of a chain and the purge() after it.
+
+#include "BenchSizes.h"
 
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/Walkers.h>
@@ -13,6 +17,7 @@
 
 #include <QtCore/QString>
 
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -157,7 +162,8 @@ void subgraphWalk(benchmark::State& state, Builder build)
 
 void sizes(benchmark::internal::Benchmark* b)
 {
-    b->RangeMultiplier(8)->Range(64, 1 << 15)->Complexity(benchmark::oN);
+    ZrnBench::addSizes(b, {64, 512, 4096, 1 << 15, 100000});
+    b->Complexity(benchmark::oN);
 }
 
 } // namespace
@@ -217,4 +223,54 @@ void purgeChain(benchmark::State& state)
 } // namespace
 
 // 0% is the baseline: the same storage walked and rewritten, nothing dropped.
-BENCHMARK(purgeChain)->ArgsProduct({{1 << 10, 1 << 13, 1 << 16}, {0, 10, 50, 90}})->Unit(benchmark::kMicrosecond);
+BENCHMARK(purgeChain)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        if (ZrnBench::isSmokeRun())
+            b->Args({1 << 10, 50});
+        else
+            b->ArgsProduct({{1 << 10, 1 << 13, 1 << 16}, {0, 10, 50, 90}});
+    })
+    ->Unit(benchmark::kMicrosecond);
+
+namespace {
+
+// removeNode() of every other node of a chain of N top-level nodes (each
+// removal takes the node's edges with it), then purge(); both timed, the
+// chain built and destroyed outside the timed part. Counters: nanoseconds per removed
+// node, and purge's nanoseconds per node of the chain.
+void removeHalfThenPurge(benchmark::State& state)
+{
+    using Clock = std::chrono::steady_clock;
+    const int n = int(state.range(0));
+    double removeSeconds = 0.0;
+    double purgeSeconds = 0.0;
+    int left = 0;
+    for (auto _ : state) {
+        const Built b = deepInputs(n);
+        Graph& g = *b.graph;
+        const auto start = Clock::now();
+        for (int node = 1; node <= n; node += 2)
+            g.removeNode(node);
+        const auto removed = Clock::now();
+        g.purge();
+        const auto purged = Clock::now();
+        left = g.numNodesGlobal();
+        removeSeconds += std::chrono::duration<double>(removed - start).count();
+        purgeSeconds += std::chrono::duration<double>(purged - removed).count();
+        state.SetIterationTime(std::chrono::duration<double>(purged - start).count());
+    }
+    if (left != 1 + n / 2)
+        state.SkipWithError("purge left another number of nodes");
+    const double iterations = double(state.iterations());
+    state.counters["remove_ns"] = removeSeconds * 1e9 / (iterations * ((n + 1) / 2));
+    state.counters["purge_ns"] = purgeSeconds * 1e9 / (iterations * n);
+}
+
+} // namespace
+
+BENCHMARK(removeHalfThenPurge)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 10000, 100000});
+    })
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);

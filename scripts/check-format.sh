@@ -1,10 +1,17 @@
 #!/usr/bin/env bash
-# Checks that every tracked .cpp and .h file is formatted as .clang-format
-# says, changing nothing. Prints the offending lines and exits non-zero when
-# a file needs formatting. To format a file: clang-format -i FILE.
-# Usage: scripts/check-format.sh [FILE...]   (default: all tracked .cpp/.h)
+# Checks that every .cpp and .h file of the sources is formatted as
+# .clang-format says, changing nothing. Prints the offending lines and exits
+# non-zero when a file needs formatting, or when it found no file to check
+# (a check of nothing proves nothing). To format a file: clang-format -i FILE.
+# Usage: scripts/check-format.sh [FILE...]
+#   Without FILE: in a git checkout, the tracked .cpp/.h files; elsewhere (an
+#   unpacked archive, a copy, a machine without git), the .cpp/.h files found
+#   under the source folders listed below.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+# The folders that hold the project's C++ sources.
+source_dirs=(bench examples fuzz include src tests)
 
 clang_format=${CLANG_FORMAT:-clang-format}
 if ! command -v "$clang_format" >/dev/null; then
@@ -14,8 +21,22 @@ fi
 
 if [ $# -gt 0 ]; then
   files=("$@")
-else
+elif command -v git >/dev/null && [ "$(git rev-parse --show-toplevel 2>/dev/null)" = "$(pwd -P)" ]; then
+  echo "format: checking the files tracked by git"
   mapfile -t files < <(git ls-files '*.cpp' '*.h')
+else
+  echo "format: not a git checkout, checking the files under ${source_dirs[*]}"
+  existing=()
+  for d in "${source_dirs[@]}"; do [ -d "$d" ] && existing+=("$d"); done
+  files=()
+  if [ ${#existing[@]} -gt 0 ]; then
+    mapfile -t files < <(find "${existing[@]}" -type f \( -name '*.cpp' -o -name '*.h' \) | LC_ALL=C sort)
+  fi
+fi
+
+if [ ${#files[@]} -eq 0 ]; then
+  echo "format: no .cpp or .h file found to check; FAIL" >&2
+  exit 1
 fi
 
 bad=0

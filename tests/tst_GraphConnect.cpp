@@ -159,6 +159,25 @@ TEST(AddEdgeByName, InvalidNodesAreReportedAsFailedLookupsWithoutCrash)
     EXPECT_EQ(s.g.numEdgesGlobal(), 0);
 }
 
+TEST(AddEdgeByName, RemovedNodesAreReportedAsInvalidPortsAndTheEdgeRefused)
+{
+    Siblings s;
+    s.g.removeNode(s.a);
+    MessageCapture capture;
+    EXPECT_EQ(s.g.addEdgeByName(s.a, S("x"), s.b, S("x")), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(capture.critical, QStringList{line681("x")});
+    capture.clear();
+
+    Siblings t;
+    t.g.removeNode(t.b);
+    EXPECT_EQ(t.g.addEdgeByName(t.a, S("x"), t.b, S("x")), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(capture.critical,
+              QStringList{S("[Graph.cpp:682] [ !! ] Assertion 'isValidInput(dstNode, findInput(dstNode, "
+                            "dstInputName))' failed: Dest input 'x' is not valid")});
+    EXPECT_EQ(t.g.numEdgesGlobal(), 0);
+    EXPECT_EQ(t.g.numOutputDestinations(t.a, 0), 0);
+}
+
 TEST(AddEdgeByName, FirstPortOfTheNameIsUsed)
 {
     Siblings s;
@@ -226,6 +245,49 @@ TEST(AddDownEdgeByName, NegativeChildIsReportedWithoutCrash)
     MessageCapture capture;
     EXPECT_EQ(n.g.addDownEdgeByName(S("a"), -1, S("b")), Graph::kInvalidEdgeRef);
     EXPECT_EQ(capture.critical, (QStringList{line717("a", "b"), line718("a", "b"), line719("a", "b")}));
+}
+
+TEST(AddDownEdgeByName, RemovedChildIsReportedWithItsInputButItsParentInputIsFound)
+{
+    // Removal only marks the child: its inputs and parent field stay, so
+    // the parent's input is looked up as for a live child and found.
+    Nested n;
+    n.g.removeNode(n.c);
+    MessageCapture capture;
+    EXPECT_EQ(n.g.addDownEdgeByName(S("pin"), n.c, S("cin")), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(capture.critical, (QStringList{line717("pin", "cin"), line718("pin", "cin")}));
+    EXPECT_EQ(n.g.numEdgesGlobal(), 0);
+    EXPECT_EQ(n.g.numInputDestinations(n.p, 0), 0);
+}
+
+TEST(AddDownEdgeByName, ChildRemovedButStillListedIsReportedWithItsInputOnly)
+{
+    Nested n;
+    n.g.removeChildNode(n.c);
+    MessageCapture capture;
+    EXPECT_EQ(n.g.addDownEdgeByName(S("other"), n.c, S("pin")), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(capture.critical, (QStringList{line717("other", "pin"), line718("other", "pin")}));
+    EXPECT_EQ(n.g.numEdgesGlobal(), 0);
+}
+
+TEST(AddDownEdgeByName, RemovedChildWhoseParentLacksTheInputIsReportedThreeTimes)
+{
+    Nested n;
+    n.g.removeNode(n.c);
+    MessageCapture capture;
+    EXPECT_EQ(n.g.addDownEdgeByName(S("nope"), n.c, S("cin")), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(capture.critical, (QStringList{line717("nope", "cin"), line718("nope", "cin"), line719("nope", "cin")}));
+}
+
+TEST(AddDownEdgeByName, ChildPurgedOutOfTheStorageFailsEveryLookup)
+{
+    Nested n;
+    n.g.removeNode(n.c);
+    n.g.purge();
+    ASSERT_EQ(n.g.numNodesGlobal(), 2);
+    MessageCapture capture;
+    EXPECT_EQ(n.g.addDownEdgeByName(S("pin"), 2, S("cin")), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(capture.critical, (QStringList{line717("pin", "cin"), line718("pin", "cin"), line719("pin", "cin")}));
 }
 
 TEST(AddDownEdgeByName, UnknownChildInputIsReportedAlone)
@@ -322,6 +384,17 @@ TEST(AddUpEdgeByName, InvalidChildOrRootIsRefusedSilently)
     EXPECT_EQ(n.g.addUpEdgeByName(S("pout"), Graph::kRootNodeRef, S("pout")), Graph::kInvalidEdgeRef);
     EXPECT_TRUE(capture.critical.isEmpty());
     EXPECT_EQ(n.g.numEdgesGlobal(), 0);
+}
+
+TEST(AddUpEdgeByName, RemovedChildIsRefusedSilently)
+{
+    Nested n;
+    n.g.removeChildNode(n.c);
+    MessageCapture capture;
+    EXPECT_EQ(n.g.addUpEdgeByName(S("pout"), n.c, S("cout")), Graph::kInvalidEdgeRef);
+    EXPECT_TRUE(capture.critical.isEmpty());
+    EXPECT_EQ(n.g.numEdgesGlobal(), 0);
+    EXPECT_EQ(n.g.outputSource(n.p, 0), Graph::kInvalidEdgeRef);
 }
 
 // ---------------------------------------------------------------- connectByName

@@ -215,3 +215,56 @@ TEST(RenderPassHelper, EndFrameWithoutBeginFrameStillCounts)
     EXPECT_EQ(h.frameCount(), 1);
     EXPECT_EQ(h.frameTimeSum(), h.frameTimes()[0]);
 }
+
+// ---------------------------------------------------------------- indices out of range
+//
+// A release build answers an index outside the lists with a neutral value and
+// leaves everything as it was; a debug build stops on a Q_ASSERT instead.
+
+#ifdef QT_NO_DEBUG
+TEST(RenderPassHelper, IndicesOutOfRangeGetNeutralAnswers)
+{
+    OpenHelper h;
+    h.addInput(QStringLiteral("in"), 7);
+    h.addOutput(QStringLiteral("out"));
+    h.setInput(0, 1);
+    h.outputs[0].value = 2;
+    h.setNumOutputUsers(0, 3);
+
+    for (int bad : {-1, 1, 99}) {
+        EXPECT_EQ(h.inputName(bad), QString()) << bad;
+        EXPECT_EQ(h.outputName(bad), QString()) << bad;
+        EXPECT_FALSE(h.defaultValue(bad).isValid()) << bad;
+        EXPECT_FALSE(h.output(bad).isValid()) << bad;
+        EXPECT_EQ(h.numOutputUsers(bad), -1) << bad;
+        h.setInput(bad, 10);
+        h.setDefaultValue(bad, 11);
+        h.setNumOutputUsers(bad, 12);
+    }
+
+    ASSERT_EQ(h.inputs.size(), 1);
+    ASSERT_EQ(h.defaultValues.size(), 1);
+    ASSERT_EQ(h.outputs.size(), 1);
+    ASSERT_EQ(h.outputUsers.size(), 1);
+    EXPECT_EQ(h.inputs[0].value, QVariant(1));
+    EXPECT_EQ(h.defaultValues[0], QVariant(7));
+    EXPECT_EQ(h.outputs[0].value, QVariant(2));
+    EXPECT_EQ(h.outputUsers[0], 3);
+}
+#else
+TEST(RenderPassHelperDeathTest, IndicesOutOfRangeAssertInDebugBuilds)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    OpenHelper h;
+    h.addInput(QStringLiteral("in"), 7);
+    h.addOutput(QStringLiteral("out"));
+    EXPECT_DEATH(h.inputName(1), "input out of range");
+    EXPECT_DEATH(h.outputName(-1), "output out of range");
+    EXPECT_DEATH(h.setInput(99, 1), "input out of range");
+    EXPECT_DEATH(h.defaultValue(1), "input out of range");
+    EXPECT_DEATH(h.setDefaultValue(-1, 1), "input out of range");
+    EXPECT_DEATH(h.output(1), "output out of range");
+    EXPECT_DEATH(h.numOutputUsers(1), "output out of range");
+    EXPECT_DEATH(h.setNumOutputUsers(9, 1), "output out of range");
+}
+#endif

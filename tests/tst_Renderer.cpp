@@ -284,3 +284,78 @@ TEST(RendererComposition, DestroysPassesInPassIndexOrder)
     }
     EXPECT_EQ(destroyed, QStringList({QStringLiteral("p0"), QStringLiteral("p1"), QStringLiteral("p2")}));
 }
+
+TEST(RendererComposition, PassAddedTwiceGetsTwoNodesAndIsDestroyedOnce)
+{
+    QStringList destroyed;
+    QStringList log;
+    {
+        Renderer renderer;
+        auto* pass = new RecordingPass(QStringLiteral("P"), &log, 0, 1);
+        pass->destroyed = &destroyed;
+        auto* other = new RecordingPass(QStringLiteral("Q"), &log, 0, 0);
+        other->destroyed = &destroyed;
+        const int first = renderer.addPass(QStringLiteral("first"), pass, Graph::kRootNodeRef);
+        const int between = renderer.addPass(QStringLiteral("Q"), other, Graph::kRootNodeRef);
+        const int second = renderer.addPass(QStringLiteral("second"), pass, Graph::kRootNodeRef);
+        EXPECT_EQ(first, 1);
+        EXPECT_EQ(between, 2);
+        EXPECT_EQ(second, 3);
+        EXPECT_EQ(renderer.getGraph().nodeValue(first), 0);
+        EXPECT_EQ(renderer.getGraph().nodeValue(second), 2);
+        EXPECT_EQ(renderer.numRenderPasses(), 3);
+        EXPECT_EQ(renderer.renderPass(first), pass);
+        EXPECT_EQ(renderer.renderPass(second), pass);
+
+        // Both indices hold the pass: setup() reaches it at each of them.
+        renderer.setup(nullptr);
+        EXPECT_EQ(ZrnTest::callsOf(log, QStringLiteral("P")),
+                  QStringList({QStringLiteral("P.setup()"), QStringLiteral("P.setup()")}));
+    }
+    EXPECT_EQ(destroyed, QStringList({QStringLiteral("P"), QStringLiteral("Q")}));
+}
+
+// ---------------------------------------------------------------- indices out of range
+//
+// A release build answers a parameter or output index out of range with a
+// neutral value and ignores the setter; a debug build stops on a Q_ASSERT.
+
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
+#ifdef QT_NO_DEBUG
+TEST(RendererComposition, IndicesOutOfRangeGetNeutralAnswers)
+{
+    Renderer renderer;
+    renderer.addParameter(QStringLiteral("gain"), 5);
+    renderer.addOutput(QStringLiteral("image"));
+
+    for (int bad : {-1, 1, 3, 9}) {
+        renderer.setParameter(bad, 42);
+        EXPECT_FALSE(renderer.parameterValue(bad).isValid()) << bad;
+        EXPECT_EQ(renderer.parameterType(bad), QVariant::Invalid) << bad;
+        EXPECT_FALSE(renderer.output(bad).isValid()) << bad;
+        EXPECT_EQ(renderer.outputType(bad), QVariant::Invalid) << bad;
+    }
+    EXPECT_EQ(renderer.numParameters(), 1);
+    EXPECT_EQ(renderer.parameterValue(0), QVariant(5));
+    EXPECT_EQ(renderer.parameterType(0), QVariant::Int);
+    EXPECT_EQ(renderer.numOutputs(), 1);
+    EXPECT_FALSE(renderer.output(0).isValid());
+}
+#else
+TEST(RendererCompositionDeathTest, IndicesOutOfRangeAssertInDebugBuilds)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    Renderer renderer;
+    renderer.addParameter(QStringLiteral("gain"), 5);
+    renderer.addOutput(QStringLiteral("image"));
+    EXPECT_DEATH(renderer.setParameter(3, 1), "parameter out of range");
+    EXPECT_DEATH(renderer.parameterValue(-1), "parameter out of range");
+    EXPECT_DEATH(renderer.parameterType(1), "parameter out of range");
+    EXPECT_DEATH(renderer.output(9), "output out of range");
+    EXPECT_DEATH(renderer.outputType(-1), "output out of range");
+}
+#endif
+
+QT_WARNING_POP

@@ -2,6 +2,7 @@
 // receives, failures, waiting, renderer outputs and the guarded cases.
 
 #include <ZrnCore/Graph.h>
+#include <ZrnCore/RenderPassHelper.h>
 #include <ZrnCore/Renderer.h>
 
 #include "RenderTestPasses.h"
@@ -720,4 +721,64 @@ TEST(RendererFrameTiming, DerivedRendererReplacesFrameTiming)
     EXPECT_EQ(renderer.begins, 2);
     EXPECT_EQ(renderer.ends, 2);
     EXPECT_EQ(renderer.frameCount(), 0);
+}
+
+// ---------------------------------------------------------------- deep graphs
+
+namespace {
+
+// Adds one to its integer input and notes its number in `runs` when it starts.
+class CountingPass : public RenderPassHelper
+{
+public:
+    CountingPass(int number, std::vector<int>* runs)
+        : m_number(number)
+        , m_runs(runs)
+    {
+        addInput(QStringLiteral("in"), 0);
+        addOutput(QStringLiteral("out"));
+    }
+    void start(RenderCallbacks*) override
+    {
+        m_runs->push_back(m_number);
+        outputs[0].value = inputs[0].value.toInt() + 1;
+    }
+
+private:
+    int m_number;
+    std::vector<int>* m_runs;
+};
+
+} // namespace
+
+TEST(RendererDeepGraph, ChainOfHundredThousandPassesRunsInOrder)
+{
+    // P0 -> P1 -> ... -> P99999 (target) -> renderer output. A walk that
+    // recursed once per pass would overflow the call stack here. The edges
+    // are added from the end backward, so that no cycle test searches far.
+    constexpr int kLength = 100000;
+    std::vector<int> runs;
+    runs.reserve(size_t(kLength));
+    Renderer renderer;
+    const int out = renderer.addOutput(QStringLiteral("result"));
+    std::vector<int> nodes;
+    nodes.reserve(size_t(kLength));
+    for (int i = 0; i < kLength; ++i)
+        nodes.push_back(
+            renderer.addPass(QStringLiteral("P%1").arg(i), new CountingPass(i, &runs), Graph::kRootNodeRef));
+    Graph& g = renderer.getGraph();
+    for (int i = kLength - 2; i >= 0; --i)
+        ASSERT_NE(g.addEdge(nodes[size_t(i)], 0, nodes[size_t(i + 1)], 0), Graph::kInvalidEdgeRef) << i;
+    ASSERT_NE(g.addUpEdge(out, nodes.back(), 0), Graph::kInvalidEdgeRef);
+    renderer.setTarget(nodes.back());
+
+    for (int frame = 1; frame <= 2; ++frame) {
+        runs.clear();
+        EXPECT_TRUE(renderer.render(nullptr));
+        EXPECT_EQ(renderer.getNumPasses(), kLength);
+        ASSERT_EQ(runs.size(), size_t(kLength));
+        for (int i = 0; i < kLength; ++i)
+            ASSERT_EQ(runs[size_t(i)], i) << "run " << i << " of frame " << frame;
+        EXPECT_EQ(renderer.output(out), QVariant(kLength));
+    }
 }

@@ -58,6 +58,17 @@ public:
     int numEdgesGlobal() const;
     /// Returns `i` itself, without a range test: edge references are slots.
     int getEdgeGlobal(int i) const;
+    /// Returns the graph's revision: a number that a new graph starts at 0
+    /// and that grows by at least one with every call of a mutating
+    /// operation that changes the graph (nodes, names, values, ports, groups,
+    /// edges, removal, purge(); the by-name, bulk and disconnecting
+    /// operations through the edges they create or remove). A call that
+    /// changes nothing because it refuses or ignores its arguments (a refused
+    /// edge, removeEdge() of an invalid edge, a removal of something that is
+    /// not valid, a disconnection of a port without edges) leaves it as it
+    /// was. Equal revisions of one graph mean an unchanged graph; const
+    /// operations never change it. Costs one read.
+    quint64 revision() const;
 
     // ------------------------------------------------------------ nodes
     /// Returns the number of children of `parent`, a valid node.

@@ -23,8 +23,9 @@ namespace Zrn {
 /// addOutput(), overrides start() (and isFinished() if it works
 /// asynchronously), reads `inputs[i].value` and writes `outputs[i].value`.
 ///
-/// Index arguments are not range-checked: an index outside the lists trips a
-/// Q_ASSERT in debug builds and is undefined otherwise.
+/// Index arguments are range-checked: an index outside the lists stops a
+/// debug build on a Q_ASSERT, and otherwise gets a neutral answer (an empty
+/// name, an invalid QVariant, -1 users) or, for a setter, no effect.
 class ZRNCORE_EXPORT RenderPassHelper : public RenderPass
 {
 public:
@@ -46,7 +47,7 @@ public:
     int findOutput(const QString& name) const;
     ///@}
     /// Returns the user count of `output` set for the current frame (0 when
-    /// no needed node reads it). `output` must exist.
+    /// no needed node reads it), or -1 when there is no such output.
     int numOutputUsers(int output) const;
 
     /// Return the pass's frame statistics, recorded by beginFrame() and
@@ -89,20 +90,25 @@ public:
     /// Return the number of inputs (outputs) declared so far.
     int numInputs() const override;
     int numOutputs() const override;
-    /// Return a copy of the name of an input (output), which must exist.
+    /// Return a copy of the name of an input (output), or an empty name when
+    /// there is no such port.
     QString inputName(int input) const override;
     QString outputName(int output) const override;
-    /// Stores `value` as the current value of `input`, which must exist.
+    /// Stores `value` as the current value of `input`; does nothing when there
+    /// is no such input.
     void setInput(int input, const QVariant& value) override;
-    /// Returns a copy of the default of `input`, which must exist.
+    /// Returns a copy of the default of `input`, or an invalid QVariant when
+    /// there is no such input.
     QVariant defaultValue(int input) const override;
-    /// Replaces the default of `input`, which must exist; the input's current
-    /// value is not touched until the renderer delivers inputs again.
+    /// Replaces the default of `input`; the input's current value is not
+    /// touched until the renderer delivers inputs again. Does nothing when
+    /// there is no such input.
     void setDefaultValue(int input, const QVariant& value) override;
-    /// Returns a copy of the current value of `output`, which must exist.
+    /// Returns a copy of the current value of `output`, or an invalid QVariant
+    /// when there is no such output.
     QVariant output(int output) const override;
-    /// Stores `users` as the user count of `output`, which must exist; any
-    /// count is stored as given.
+    /// Stores `users` as the user count of `output`; any count is stored as
+    /// given. Does nothing when there is no such output.
     void setNumOutputUsers(int output, int users) override;
     /// Sets every output's user count to 0, keeping their number.
     void resetNumOutputUsers() override;

@@ -9,6 +9,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+#include <memory>
+
 namespace Morvane {
 namespace Zrn {
 
@@ -37,7 +39,8 @@ public:
     /// Creates a renderer whose graph holds only the root node, with no
     /// target, an invalid frame timer and zeroed statistics.
     Renderer();
-    /// Destroys every pass, in pass-index order, through its virtual destructor.
+    /// Destroys every pass, in pass-index order, through its virtual
+    /// destructor; a pass added twice is destroyed at its first index only.
     virtual ~Renderer();
     Renderer(const Renderer&) = delete;
     Renderer& operator=(const Renderer&) = delete;
@@ -100,23 +103,29 @@ public:
     /// Returns the index of the first parameter named `name`, or -1.
     int findParameter(const QString& name) const;
     // QVariant::Type is the type these queries have always returned; Qt 6
-    // keeps it as a deprecated enum, so the warning is silenced here only.
+    // keeps it as a deprecated enum. Code that includes this header must not
+    // see the warning, so it is silenced around these declarations; inside
+    // the library it is silenced in QtCompat_p.h alone.
     QT_WARNING_PUSH
     QT_WARNING_DISABLE_DEPRECATED
-    /// Returns the type of parameter `i`, which must exist (QVariant::UserType
-    /// for a user type, QVariant::Invalid for an invalid value).
+    /// Returns the type of parameter `i` (QVariant::UserType for a user type,
+    /// QVariant::Invalid for an invalid value). Returns QVariant::Invalid when
+    /// there is no parameter `i` (a debug build stops on a Q_ASSERT).
     QVariant::Type parameterType(int i) const;
-    /// Returns a copy of the value of parameter `i`, which must exist.
+    /// Returns a copy of the value of parameter `i`, or an invalid QVariant
+    /// when there is no parameter `i` (a debug build stops on a Q_ASSERT).
     QVariant parameterValue(int i) const;
     /// Returns the number of renderer outputs.
     int numOutputs() const;
     /// Returns the index of the first renderer output named `name`, or -1.
     int findOutput(const QString& name) const;
-    /// Returns the type of renderer output `i`, which must exist.
+    /// Returns the type of renderer output `i`, or QVariant::Invalid when
+    /// there is no output `i` (a debug build stops on a Q_ASSERT).
     QVariant::Type outputType(int i) const;
     QT_WARNING_POP
     /// Returns a copy of renderer output `i` as the last frame left it
-    /// (invalid before the first frame). `i` must exist.
+    /// (invalid before the first frame), or an invalid QVariant when there is
+    /// no output `i` (a debug build stops on a Q_ASSERT).
     QVariant output(int i) const;
     /// Returns the first child of the root named `name`, or kInvalidNodeRef.
     /// Only the top level is searched.
@@ -164,13 +173,16 @@ public:
     /// under `parent` with one input and one output per pass port, named
     /// after them; returns the node. Returns kInvalidNodeRef and takes
     /// nothing when `pass` is null or `parent` is not a valid node. A pass
-    /// must be added once only.
+    /// added a second time gets a second index and a second node like any
+    /// other; both run it, and it is still destroyed only once.
     int addPass(const QString& name, RenderPass* pass, int parent);
     /// Adds a plain node (no pass, value -1) under `parent`, as
     /// Graph::addNode(), and returns it. Returns kInvalidNodeRef and adds
     /// nothing when `parent` is not a valid node.
     int addGroup(const QString& name, int numInputs, int numOutputs, int parent);
-    /// Sets the value of parameter `i`, which must exist; used from the next frame.
+    /// Sets the value of parameter `i`, used from the next frame. Does
+    /// nothing when there is no parameter `i` (a debug build stops on a
+    /// Q_ASSERT).
     void setParameter(int i, const QVariant& value);
     /// Enables or disables the pass of `node`; ignored when `node` is not a
     /// pass node. A disabled pass does not run, but its upstream still does.
@@ -181,7 +193,7 @@ public:
 
 private:
     struct Impl;
-    Impl* d;
+    std::unique_ptr<Impl> d;
     FrameStatistics m_frameStats;
 };
 

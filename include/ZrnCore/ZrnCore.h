@@ -9,6 +9,8 @@
 #include <ZrnCore/Core.h>
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/Graph.h>
+#include <ZrnCore/GraphDocument.h>
+#include <ZrnCore/GraphPicture.h>
 #include <ZrnCore/GraphvizDump.h>
 #include <ZrnCore/RenderPass.h>
 #include <ZrnCore/RenderPassHelper.h>

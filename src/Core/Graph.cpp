@@ -64,6 +64,26 @@ void unlinkSource(std::vector<Port>& ports, int index, int edge)
 
 } // namespace
 
+int Graph::Impl::inputNamed(int n, const QString& name) const
+{
+    return inStorage(n) ? firstNamed(node(n).inputs, name) : -1;
+}
+
+int Graph::Impl::outputNamed(int n, const QString& name) const
+{
+    return inStorage(n) ? firstNamed(node(n).outputs, name) : -1;
+}
+
+int Graph::Impl::inputGroupNamed(int n, const QString& name) const
+{
+    return inStorage(n) ? firstNamed(node(n).inputGroups, name) : -1;
+}
+
+int Graph::Impl::outputGroupNamed(int n, const QString& name) const
+{
+    return inStorage(n) ? firstNamed(node(n).outputGroups, name) : -1;
+}
+
 void removeEdgesAt(Graph& graph, Port& port)
 {
     // removeEdge() only edits sources and destination lists, so `port` stays
@@ -118,11 +138,17 @@ int Graph::getEdgeGlobal(int i) const
     return i;
 }
 
+quint64 Graph::revision() const
+{
+    return d->revision;
+}
+
 // ---------------------------------------------------------------- nodes
 
 int Graph::addNode(const QString& name, int numInputs, int numOutputs, int parent)
 {
     ZRN_ASSERT_NODE(parent);
+    d->changed();
     const int ref = int(d->nodes.size());
     Node node;
     node.name = name;
@@ -207,6 +233,7 @@ QString Graph::nodeName(int node) const
 void Graph::setNodeName(int node, const QString& name)
 {
     ZRN_ASSERT_NODE(node);
+    d->changed();
     d->node(node).name = name;
 }
 
@@ -219,6 +246,7 @@ int Graph::nodeValue(int node) const
 void Graph::setNodeValue(int node, int value)
 {
     ZRN_ASSERT_NODE(node);
+    d->changed();
     d->node(node).value = value;
 }
 
@@ -232,6 +260,7 @@ bool Graph::isValidNode(int node) const
 int Graph::addInput(int node, const QString& name, int group)
 {
     ZRN_ASSERT_NODE(node);
+    d->changed();
     std::vector<Port>& inputs = d->node(node).inputs;
     inputs.emplace_back();
     inputs.back().name = name;
@@ -242,6 +271,7 @@ int Graph::addInput(int node, const QString& name, int group)
 int Graph::addOutput(int node, const QString& name, int group)
 {
     ZRN_ASSERT_NODE(node);
+    d->changed();
     std::vector<Port>& outputs = d->node(node).outputs;
     outputs.emplace_back();
     outputs.back().name = name;
@@ -252,6 +282,7 @@ int Graph::addOutput(int node, const QString& name, int group)
 int Graph::addInputGroup(int node, const QString& name)
 {
     ZRN_ASSERT_NODE(node);
+    d->changed();
     d->node(node).inputGroups.push_back(name);
     return int(d->node(node).inputGroups.size()) - 1;
 }
@@ -259,6 +290,7 @@ int Graph::addInputGroup(int node, const QString& name)
 int Graph::addOutputGroup(int node, const QString& name)
 {
     ZRN_ASSERT_NODE(node);
+    d->changed();
     d->node(node).outputGroups.push_back(name);
     return int(d->node(node).outputGroups.size()) - 1;
 }
@@ -326,12 +358,14 @@ QString Graph::outputName(int node, int output) const
 void Graph::setInputName(int node, int input, const QString& name)
 {
     ZRN_ASSERT_INPUT(node, input);
+    d->changed();
     d->node(node).inputs[size_t(input)].name = name;
 }
 
 void Graph::setOutputName(int node, int output, const QString& name)
 {
     ZRN_ASSERT_OUTPUT(node, output);
+    d->changed();
     d->node(node).outputs[size_t(output)].name = name;
 }
 
@@ -362,12 +396,14 @@ QString Graph::outputGroupName(int node, int group) const
 void Graph::setInputGroupName(int node, int group, const QString& name)
 {
     Q_ASSERT_X(isValidInputGroup(node, group), Q_FUNC_INFO, "invalid input group");
+    d->changed();
     d->node(node).inputGroups[size_t(group)] = name;
 }
 
 void Graph::setOutputGroupName(int node, int group, const QString& name)
 {
     Q_ASSERT_X(isValidOutputGroup(node, group), Q_FUNC_INFO, "invalid output group");
+    d->changed();
     d->node(node).outputGroups[size_t(group)] = name;
 }
 
@@ -506,6 +542,7 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     if (!d->orderProvesNoPath(srcNode, dstNode) && precedes(dstNode, srcNode, true))
         return kInvalidEdgeRef;
 
+    d->changed();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{srcNode, srcOutput, dstNode, dstInput, false});
     d->node(srcNode).outputs[size_t(srcOutput)].destinations.push_back(id);
@@ -526,6 +563,7 @@ int Graph::addDownEdge(int parentInput, int childNode, int childInput)
     if (in.source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
 
+    d->changed();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{parent, parentInput, childNode, childInput, false});
     d->node(parent).inputs[size_t(parentInput)].destinations.push_back(id);
@@ -550,6 +588,7 @@ int Graph::addUpEdge(int parentOutput, int childNode, int childOutput)
             return kInvalidEdgeRef;
     }
 
+    d->changed();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{childNode, childOutput, parent, parentOutput, false});
     d->node(childNode).outputs[size_t(childOutput)].destinations.push_back(id);
@@ -562,6 +601,7 @@ void Graph::removeEdge(int edge)
 {
     if (!d->validEdge(edge))
         return;
+    d->changed();
     Edge& e = d->edge(edge);
     const bool srcKnown = d->inStorage(e.srcNode);
     const bool dstKnown = d->inStorage(e.dstNode);

@@ -5,8 +5,7 @@
 // addUpEdge(), so their refusal rules hold unchanged.
 
 #include "Core_p.h"
-
-#include <ZrnCore/Graph.h>
+#include "Graph_p.h"
 
 namespace Morvane {
 namespace Zrn {
@@ -23,24 +22,6 @@ constexpr int kLineDestInput = 682;
 constexpr int kLineChildNode = 717;
 constexpr int kLineChildInput = 718;
 constexpr int kLineParentInput = 719;
-
-// Name lookups that also answer for an invalid node (-1: not found), so
-// that a misused by-name operation reports and goes on instead of reading
-// storage that is not there.
-int lookUpInput(const Graph& g, int node, const QString& name)
-{
-    return g.isValidNode(node) ? g.findInput(node, name) : -1;
-}
-
-int lookUpOutput(const Graph& g, int node, const QString& name)
-{
-    return g.isValidNode(node) ? g.findOutput(node, name) : -1;
-}
-
-int parentOrInvalid(const Graph& g, int node)
-{
-    return g.isValidNode(node) ? g.parentNode(node) : Graph::kInvalidNodeRef;
-}
 
 // Which ports take part in a bulk pairing: all of them, or only those of
 // one group on each side (-1 selecting the ports in no group).
@@ -84,13 +65,13 @@ void connectSiblings(Graph& g, int srcNode, int dstNode, const GroupFilter& filt
 
 int Graph::addEdgeByName(int srcNode, const QString& srcOutputName, int dstNode, const QString& dstInputName)
 {
-    const int output = lookUpOutput(*this, srcNode, srcOutputName);
+    const int output = d->outputNamed(srcNode, srcOutputName);
     if (!isValidOutput(srcNode, output)) {
         Internal::reportAssertion(kGraphSourcePath, kLineSourceOutput,
                                   "isValidOutput(srcNode, findOutput(srcNode, srcOutputName))",
                                   "Source output '%s' is not valid", srcOutputName.toLocal8Bit().constData());
     }
-    const int input = lookUpInput(*this, dstNode, dstInputName);
+    const int input = d->inputNamed(dstNode, dstInputName);
     if (!isValidInput(dstNode, input)) {
         Internal::reportAssertion(kGraphSourcePath, kLineDestInput,
                                   "isValidInput(dstNode, findInput(dstNode, dstInputName))",
@@ -110,14 +91,16 @@ int Graph::addDownEdgeByName(const QString& parentInputName, int childNode, cons
         Internal::reportAssertion(kGraphSourcePath, kLineChildNode, "isValidNode(childNode)", "Parent '%s' Child '%s'",
                                   parentText.constData(), childText.constData());
     }
-    const int childInput = lookUpInput(*this, childNode, childInputName);
+    const int childInput = d->inputNamed(childNode, childInputName);
     if (!isValidInput(childNode, childInput)) {
         Internal::reportAssertion(kGraphSourcePath, kLineChildInput,
                                   "isValidInput(childNode, findInput(childNode, childInputName))",
                                   "Parent '%s' Child '%s'", parentText.constData(), childText.constData());
     }
-    const int parent = parentOrInvalid(*this, childNode);
-    const int parentInput = lookUpInput(*this, parent, parentInputName);
+    // A removed child still holds its parent field, so its parent's input
+    // is looked up as for a live child.
+    const int parent = d->storedParent(childNode);
+    const int parentInput = d->inputNamed(parent, parentInputName);
     if (!isValidInput(parent, parentInput)) {
         Internal::reportAssertion(
             kGraphSourcePath, kLineParentInput,
@@ -131,8 +114,8 @@ int Graph::addUpEdgeByName(const QString& parentOutputName, int childNode, const
 {
     // Unlike the two above, this one checks and reports nothing: kept so,
     // hosts call it where a missing port is expected.
-    const int parentOutput = lookUpOutput(*this, parentOrInvalid(*this, childNode), parentOutputName);
-    const int childOutput = lookUpOutput(*this, childNode, childOutputName);
+    const int parentOutput = d->outputNamed(d->storedParent(childNode), parentOutputName);
+    const int childOutput = d->outputNamed(childNode, childOutputName);
     return addUpEdge(parentOutput, childNode, childOutput);
 }
 
@@ -160,7 +143,7 @@ void Graph::connectNamedGroups(int srcNode, const QString& srcGroupName, int dst
 
 void Graph::connectDownByName(int childNode)
 {
-    const int parent = parentOrInvalid(*this, childNode);
+    const int parent = (isValidNode(childNode) ? parentNode(childNode) : kInvalidNodeRef);
     if (!isValidNode(parent))
         return;
     const int numChildInputs = numInputs(childNode);
@@ -181,7 +164,7 @@ void Graph::connectDownByName(int childNode)
 
 void Graph::connectUpByName(int childNode)
 {
-    const int parent = parentOrInvalid(*this, childNode);
+    const int parent = (isValidNode(childNode) ? parentNode(childNode) : kInvalidNodeRef);
     if (!isValidNode(parent))
         return;
     // The filters test the child output's source and the parent output's

@@ -74,6 +74,7 @@ void Graph::removeNode(int node)
 {
     if (!d->validNode(node))
         return;
+    d->changed();
     const int parent = d->parentOf(node);
     removeChildNode(node);
     // purge() leaves parent fields as they were, so the old parent slot may
@@ -90,6 +91,7 @@ void Graph::removeChildNode(int node)
 {
     if (!d->validNode(node))
         return;
+    d->changed();
 
     VisitStamps& entered = removalScratch;
     entered.begin(d->nodes.size());
@@ -139,6 +141,7 @@ void Graph::removeInput(int node, int input)
 {
     if (!isValidInput(node, input))
         return;
+    d->changed();
     d->orderPortsErasing(node, true, input);
     std::vector<Port>& inputs = d->node(node).inputs;
     inputs.erase(inputs.begin() + input);
@@ -148,6 +151,7 @@ void Graph::removeOutput(int node, int output)
 {
     if (!isValidOutput(node, output))
         return;
+    d->changed();
     d->orderPortsErasing(node, false, output);
     std::vector<Port>& outputs = d->node(node).outputs;
     outputs.erase(outputs.begin() + output);
@@ -157,6 +161,7 @@ void Graph::removeInputGroup(int node, int group)
 {
     if (!isValidInputGroup(node, group))
         return;
+    d->changed();
     Node& n = d->node(node);
     eraseGroup(n.inputs, n.inputGroups, group);
 }
@@ -165,6 +170,7 @@ void Graph::removeOutputGroup(int node, int group)
 {
     if (!isValidOutputGroup(node, group))
         return;
+    d->changed();
     Node& n = d->node(node);
     eraseGroup(n.outputs, n.outputGroups, group);
 }
@@ -178,6 +184,7 @@ void Graph::purge()
 
 void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
+    d->changed();
     d->orderInvalidate(); // references and edge kinds may all change
     const std::vector<int> nodesTo = buildMap(d->nodes);
     const std::vector<int> edgesTo = buildMap(d->edges);

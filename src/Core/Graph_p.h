@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace Morvane {
@@ -117,6 +118,11 @@ struct Graph::Impl
     std::vector<Node> nodes;
     std::vector<Edge> edges;
     ProducerOrder order;
+    // Advanced by every mutating operation that changes something, so that
+    // users of the graph can tell cheaply whether it may have changed.
+    quint64 revision = 0;
+
+    void changed() { ++revision; }
 
     bool validNode(int n) const { return n >= 0 && n < int(nodes.size()) && !nodes[size_t(n)].removed; }
     bool validEdge(int e) const { return e >= 0 && e < int(edges.size()) && !edges[size_t(e)].removed; }
@@ -137,6 +143,17 @@ struct Graph::Impl
     }
     bool down(const Edge& e) const { return inStorage(e.dstNode) && e.srcNode == parentOf(e.dstNode); }
     bool up(const Edge& e) const { return inStorage(e.srcNode) && parentOf(e.srcNode) == e.dstNode; }
+
+    // Name lookups that read a node's records as they stand, removed or not:
+    // the first port (group) of `n` named `name`, or -1 when none is or when
+    // `n` names no slot. Only a reference outside the storage is a failed
+    // lookup; removal only marks a node and leaves its ports in place.
+    int inputNamed(int n, const QString& name) const;
+    int outputNamed(int n, const QString& name) const;
+    int inputGroupNamed(int n, const QString& name) const;
+    int outputGroupNamed(int n, const QString& name) const;
+    // The parent field of slot `n` as it stands, or -1 when `n` names no slot.
+    int storedParent(int n) const { return inStorage(n) ? parentOf(n) : Graph::kInvalidNodeRef; }
 
     // The walk primitives, shared by Graph's public walks and by precedes().
     bool walkAcross(int& node, int& index) const;
@@ -174,6 +191,9 @@ struct Graph::Impl
 struct GraphStorage
 {
     static const Graph::Impl& of(const Graph& graph) { return *graph.d; }
+    // Exchanges the whole content of two graphs: how a graph document that
+    // was read into a fresh graph replaces a graph's content.
+    static void swap(Graph& a, Graph& b) noexcept { std::swap(a.d, b.d); }
 };
 
 } // namespace Zrn

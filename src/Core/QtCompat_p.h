@@ -2,8 +2,10 @@
 #define ZRNCORE_QTCOMPAT_P_H
 
 // The one place where the library bridges Qt 5 and Qt 6. Every
-// QT_VERSION branch of the library lives here, and so does every silenced
-// deprecation warning.
+// QT_VERSION branch of the library lives here, and so does every deprecation
+// warning the library's sources silence. The only other silenced place is
+// the public Renderer.h, around the declarations of parameterType() and
+// outputType(), so that code including it compiles without the warning.
 
 #include <QtCore/QMetaType>
 #include <QtCore/QVariant>
@@ -16,11 +18,17 @@ namespace Compat {
 QT_WARNING_PUSH
 QT_WARNING_DISABLE_DEPRECATED
 
+// QVariant::Type under a name of our own: Qt 6 deprecates the enum, and the
+// library's sources name it only through these two, so that they need no
+// silencing of their own.
+using VariantType = QVariant::Type;
+constexpr VariantType kInvalidVariantType = QVariant::Invalid;
+
 // Returns the type of `v` as QVariant::Type, the type the renderer's
 // parameterType() and outputType() have always returned: QVariant::Invalid
 // for an invalid value, QVariant::UserType for every user type, the type's
 // metatype id otherwise. Qt 6 keeps the enum only as a deprecated one.
-inline QVariant::Type variantType(const QVariant& v)
+inline VariantType variantType(const QVariant& v)
 {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
     const int id = v.typeId();

@@ -34,6 +34,8 @@ int RenderPassHelper::findOutput(const QString& name) const
 int RenderPassHelper::numOutputUsers(int output) const
 {
     Q_ASSERT_X(output >= 0 && output < outputUsers.size(), Q_FUNC_INFO, "output out of range");
+    if (output < 0 || output >= outputUsers.size())
+        return -1;
     return outputUsers.at(output);
 }
 
@@ -82,42 +84,56 @@ int RenderPassHelper::numOutputs() const
 QString RenderPassHelper::inputName(int input) const
 {
     Q_ASSERT_X(input >= 0 && input < inputs.size(), Q_FUNC_INFO, "input out of range");
+    if (input < 0 || input >= inputs.size())
+        return QString();
     return inputs.at(input).name;
 }
 
 QString RenderPassHelper::outputName(int output) const
 {
     Q_ASSERT_X(output >= 0 && output < outputs.size(), Q_FUNC_INFO, "output out of range");
+    if (output < 0 || output >= outputs.size())
+        return QString();
     return outputs.at(output).name;
 }
 
 void RenderPassHelper::setInput(int input, const QVariant& value)
 {
     Q_ASSERT_X(input >= 0 && input < inputs.size(), Q_FUNC_INFO, "input out of range");
+    if (input < 0 || input >= inputs.size())
+        return;
     inputs[input].value = value;
 }
 
 QVariant RenderPassHelper::defaultValue(int input) const
 {
     Q_ASSERT_X(input >= 0 && input < defaultValues.size(), Q_FUNC_INFO, "input out of range");
+    if (input < 0 || input >= defaultValues.size())
+        return QVariant();
     return defaultValues.at(input);
 }
 
 void RenderPassHelper::setDefaultValue(int input, const QVariant& value)
 {
     Q_ASSERT_X(input >= 0 && input < defaultValues.size(), Q_FUNC_INFO, "input out of range");
+    if (input < 0 || input >= defaultValues.size())
+        return;
     defaultValues[input] = value; // the current value waits for the next delivery
 }
 
 QVariant RenderPassHelper::output(int output) const
 {
     Q_ASSERT_X(output >= 0 && output < outputs.size(), Q_FUNC_INFO, "output out of range");
+    if (output < 0 || output >= outputs.size())
+        return QVariant();
     return outputs.at(output).value;
 }
 
 void RenderPassHelper::setNumOutputUsers(int output, int users)
 {
     Q_ASSERT_X(output >= 0 && output < outputUsers.size(), Q_FUNC_INFO, "output out of range");
+    if (output < 0 || output >= outputUsers.size())
+        return;
     outputUsers[output] = users;
 }
 

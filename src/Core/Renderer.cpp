@@ -8,6 +8,7 @@
 #include <QtCore/QThread>
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace Morvane {
 namespace Zrn {
@@ -66,24 +67,41 @@ bool Renderer::Impl::walk(int node, RenderCallbacks* cb, QVector<bool>& visited,
     // Renderer::render() starts walks at a valid target only, and every
     // other node comes from walkToSourceNode(), which yields live nodes.
     Q_ASSERT_X(graph.isValidNode(node) && node < visited.size(), Q_FUNC_INFO, "walk from an invalid node");
-    visited[node] = true;
 
-    const int numInputs = graph.numInputs(node);
-    for (int i = 0; i < numInputs; ++i) {
-        int source = node;
-        int index = i;
-        if (graph.walkToSourceNode(source, index) && !visited.at(source)) {
-            if (!walk(source, cb, visited, type))
+    // Depth first with a stack of our own rather than the call stack, so
+    // that a chain as long as memory allows can be walked. Each entry is a
+    // node and the next of its inputs to follow; a node is marked when it
+    // is pushed, and leaves the stack (and runs) once all its inputs are
+    // done: the order of a recursive post-order walk.
+    walkStack.clear();
+    visited[node] = true;
+    walkStack.push_back(WalkEntry{node, graph.numInputs(node), 0});
+    while (!walkStack.empty()) {
+        WalkEntry& top = walkStack.back();
+        bool descended = false;
+        while (top.nextInput < top.numInputs) {
+            int source = top.node;
+            int index = top.nextInput++;
+            if (graph.walkToSourceNode(source, index) && !visited.at(source)) {
+                visited[source] = true;
+                walkStack.push_back(WalkEntry{source, graph.numInputs(source), 0}); // `top` is stale from here
+                descended = true;
+                break;
+            }
+        }
+        if (descended)
+            continue;
+
+        const int done = top.node;
+        walkStack.pop_back();
+        if (type == WalkType::Render) {
+            // Groups and the root carry no pass index and are only
+            // traversed; a disabled pass is traversed too, so its upstream
+            // still runs.
+            const int v = graph.nodeValue(done);
+            if (isPassIndex(v) && enabledFlags.at(v) && !render(done, cb))
                 return false;
         }
-    }
-
-    if (type == WalkType::Render) {
-        // Groups and the root carry no pass index and are only traversed; a
-        // disabled pass is traversed too, so its upstream still runs.
-        const int v = graph.nodeValue(node);
-        if (isPassIndex(v) && enabledFlags.at(v) && !render(node, cb))
-            return false;
     }
     return true;
 }
@@ -162,15 +180,20 @@ bool Renderer::Impl::render(int node, RenderCallbacks* cb)
 // ================================================================ Renderer
 
 Renderer::Renderer()
-    : d(new Impl)
+    : d(std::make_unique<Impl>())
 {
 }
 
 Renderer::~Renderer()
 {
-    for (RenderPass* pass : qAsConst(d->passes))
-        delete pass; // in pass-index order, through the virtual destructor
-    delete d;
+    // In pass-index order, through the virtual destructor. A pass added
+    // twice sits at two indices and is deleted at the first one only.
+    std::unordered_set<RenderPass*> deleted;
+    deleted.reserve(size_t(d->passes.size()));
+    for (RenderPass* pass : qAsConst(d->passes)) {
+        if (deleted.insert(pass).second)
+            delete pass;
+    }
 }
 
 void Renderer::setup(RenderCallbacks* cb)
@@ -260,26 +283,30 @@ int Renderer::findParameter(const QString& name) const
     return d->graph.findInput(Graph::kRootNodeRef, name);
 }
 
-QT_WARNING_PUSH
-QT_WARNING_DISABLE_DEPRECATED
+// The range checks below are for callers; in debug builds they also stop on
+// a Q_ASSERT, so that a wrong index is found where it is made.
 
-QVariant::Type Renderer::parameterType(int i) const
+Compat::VariantType Renderer::parameterType(int i) const
 {
     Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    if (i < 0 || i >= d->parameters.size())
+        return Compat::kInvalidVariantType;
     return Compat::variantType(d->parameters.at(i));
 }
 
-QVariant::Type Renderer::outputType(int i) const
+Compat::VariantType Renderer::outputType(int i) const
 {
     Q_ASSERT_X(i >= 0 && i < d->outputs.size(), Q_FUNC_INFO, "output out of range");
+    if (i < 0 || i >= d->outputs.size())
+        return Compat::kInvalidVariantType;
     return Compat::variantType(d->outputs.at(i));
 }
-
-QT_WARNING_POP
 
 QVariant Renderer::parameterValue(int i) const
 {
     Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    if (i < 0 || i >= d->parameters.size())
+        return QVariant();
     return d->parameters.at(i);
 }
 
@@ -296,6 +323,8 @@ int Renderer::findOutput(const QString& name) const
 QVariant Renderer::output(int i) const
 {
     Q_ASSERT_X(i >= 0 && i < d->outputs.size(), Q_FUNC_INFO, "output out of range");
+    if (i < 0 || i >= d->outputs.size())
+        return QVariant();
     return d->outputs.at(i);
 }
 
@@ -377,6 +406,8 @@ int Renderer::addGroup(const QString& name, int numInputs, int numOutputs, int p
 void Renderer::setParameter(int i, const QVariant& value)
 {
     Q_ASSERT_X(i >= 0 && i < d->parameters.size(), Q_FUNC_INFO, "parameter out of range");
+    if (i < 0 || i >= d->parameters.size())
+        return;
     d->parameters[i] = value;
 }
 

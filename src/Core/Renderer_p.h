@@ -8,6 +8,8 @@
 #include <QtCore/QVariant>
 #include <QtCore/QVector>
 
+#include <vector>
+
 namespace Morvane {
 namespace Zrn {
 
@@ -41,6 +43,14 @@ struct Renderer::Impl
         int output;
     };
     QVector<Producer> producers;
+    // The walk's own stack: a node and the next of its inputs to follow.
+    struct WalkEntry
+    {
+        int node;
+        int numInputs;
+        int nextInput;
+    };
+    std::vector<WalkEntry> walkStack;
 
     // True when `v` (a node value) is a pass index.
     bool isPassIndex(int v) const { return v >= 0 && v < passes.size(); }
@@ -58,7 +68,8 @@ struct Renderer::Impl
     // producer of its inputs in input order, then, for WalkType::Render,
     // runs the node's pass if it has an enabled one. Returns false as soon
     // as a pass fails. `node` must be valid and `visited` sized to
-    // numNodesGlobal().
+    // numNodesGlobal(). Iterative (on `walkStack`), so the graph's depth is
+    // not limited by the call stack.
     bool walk(int node, RenderCallbacks* cb, QVector<bool>& visited, WalkType type);
     // Runs the pass of `node`, an enabled pass node: delivers its inputs,
     // sets its output user counts from `visited`, and waits for it to
