@@ -7,6 +7,7 @@
 #include <ZrnCore/zrncore_export.h>
 
 #include <ZrnCore/Core.h>
+#include <ZrnCore/EdgeCheck.h>
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/GraphDocument.h>
