@@ -440,7 +440,7 @@ void Graph::Impl::orderEdgeRemoved(int id)
     insertLinks(m, consumers);
 }
 
-void Graph::Impl::orderPortsErasing(int n, bool inputs, int index)
+void Graph::Impl::orderPortsErasing(int n, Side side, int index)
 {
     if (order.state == OrderState::LiteralOnly) {
         order.state = OrderState::Stale;
@@ -450,7 +450,7 @@ void Graph::Impl::orderPortsErasing(int n, bool inputs, int index)
         return;
     // Erasing shifts the later ports down by one, away from the indices that
     // their edges' records hold; unconnected ports have no such edges.
-    const std::vector<Port>& ports = inputs ? node(n).inputs : node(n).outputs;
+    const std::vector<Port>& ports = node(n).ports(side);
     for (size_t k = size_t(std::max(index, 0)); k < ports.size(); ++k) {
         if (ports[k].source != Graph::kInvalidEdgeRef || !ports[k].destinations.empty()) {
             order.state = OrderState::Stale;
