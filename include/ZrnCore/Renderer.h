@@ -4,11 +4,13 @@
 #include <ZrnCore/zrncore_export.h>
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/RenderPass.h>
+#include <ZrnCore/RendererCheck.h>
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QVariant>
+#include <QtCore/QVector>
 
 #include <memory>
 
@@ -154,6 +156,16 @@ public:
     /// from the top level down to `node`, joined by '/'; empty for the root
     /// and for a node that is not valid.
     QString passPath(int node) const;
+    /// Lists what is wrong or suspicious in the renderer's composition, each
+    /// finding with its node's path and a sentence; empty when all is well.
+    /// Changes nothing and calls no pass. In this order: the target (none,
+    /// invalid, the root, a group); then each renderer output in index order
+    /// (produced by no pass, or by a pass that is not upstream of the
+    /// target, which makes the target run once more each frame); then each
+    /// node in reference order: a pass object added before under another
+    /// node, a group with unnamed ports, a disabled pass that feeds other
+    /// passes, and each pass input that gets its default every frame.
+    QVector<SetupFinding> checkSetup() const;
     /// Returns the frame statistics of the pass of `node` when that pass is
     /// a RenderPassHelper; otherwise (a pass of another kind, a group, the
     /// root, an invalid node) a record of no frames, whose count(), sum()

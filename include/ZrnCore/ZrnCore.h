@@ -16,6 +16,7 @@
 #include <ZrnCore/RenderPass.h>
 #include <ZrnCore/RenderPassHelper.h>
 #include <ZrnCore/Renderer.h>
+#include <ZrnCore/RendererCheck.h>
 #include <ZrnCore/Walkers.h>
 
 #endif // ZRNCORE_ZRNCORE_H
