@@ -17,6 +17,8 @@
 namespace Morvane {
 namespace Zrn {
 
+class FrameReport;
+class FrameTrace;
 class Graph;
 namespace Internal {
 struct RendererAccess;
@@ -206,6 +208,31 @@ public:
     const QElapsedTimer& frameTimer() const { return m_frameStats.timer(); }
     QElapsedTimer& frameTimer() { return m_frameStats.timer(); }
     ///@}
+
+    // ------------------------------------------------------------ frame report and trace
+    /// Turns the frame report on or off; it is off when the renderer is made.
+    /// While it is on, each render() records into frameReport() which passes
+    /// the frame needed, ran, skipped and failed, and the times of the frame
+    /// and of each run, in wall-clock milliseconds and in frame-time units
+    /// (about twice the milliseconds, see FrameStatistics). Recording calls
+    /// no pass and changes nothing the passes see.
+    void setFrameReportEnabled(bool on);
+    /// Returns whether the frame report is on.
+    bool isFrameReportEnabled() const;
+    /// Returns the report of the last frame rendered while the report was
+    /// on; an empty report (FrameReport::isValid() false) before that. The
+    /// next such frame overwrites it: copy it to keep it.
+    const FrameReport& frameReport() const;
+    /// Records the next `numFrames` frames into frameTrace(), replacing the
+    /// trace recorded before; storage for them is reserved here. With
+    /// `numFrames` <= 0, stops a trace in progress and keeps what it has.
+    void startFrameTrace(int numFrames);
+    /// Returns how many frames the trace in progress will still record (0
+    /// when none is in progress).
+    int frameTraceFramesLeft() const;
+    /// Returns the trace recorded by startFrameTrace(), complete or in
+    /// progress (empty before any).
+    const FrameTrace& frameTrace() const;
 
     // ------------------------------------------------------------ composition
     /// Adds an input named `name`, in no group, to the root node and records
