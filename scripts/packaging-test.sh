@@ -66,6 +66,7 @@ pcfile=$(find "$prefix" -name ZrnCore.pc | head -n 1)
 installed_files() {
   local missing=0 f
   for f in "$libdir/libZrnCore.so" "$libdir/libZrnCore.so.$major_minor" "$libdir/libZrnCore.so.$version" \
+      "$libdir/libZrnCoreQt.so.$version" "$prefix/include/ZrnCore/zrncoreqt_export.h" \
       "$prefix/include/ZrnCore/zrncore_export.h" "$prefix/include/ZrnCore/Version.h"; do
     [ -e "$f" ] || { echo "missing: ${f#"$prefix"/}"; missing=1; }
   done
