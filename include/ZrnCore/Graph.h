@@ -7,6 +7,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
+#include <memory>
+
 namespace Morvane {
 namespace Zrn {
 
@@ -393,7 +395,7 @@ public:
 private:
     struct ZRNCORE_NO_EXPORT Impl; // the library's own, called directly
     friend struct GraphStorage;    // the library's own read access to Impl
-    Impl* d;
+    std::unique_ptr<Impl> d;
 };
 
 } // namespace Zrn

@@ -100,10 +100,7 @@ Graph::Graph()
     d->nodes.emplace_back(); // the root: empty name, parent -1, value -1
 }
 
-Graph::~Graph()
-{
-    delete d;
-}
+Graph::~Graph() = default;
 
 // ---------------------------------------------------------------- storage
 

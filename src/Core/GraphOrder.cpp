@@ -14,6 +14,7 @@
 // comes from the search.
 
 #include "Graph_p.h"
+#include "Visited_p.h"
 
 #include <algorithm>
 #include <cstdint>

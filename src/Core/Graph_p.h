@@ -1,7 +1,10 @@
+// Private to libZrnCore: not part of its interface, never installed.
 #ifndef ZRNCORE_GRAPH_P_H
 #define ZRNCORE_GRAPH_P_H
 
 #include <ZrnCore/Graph.h>
+
+#include "Visited_p.h"
 
 #include <QtCore/QString>
 
@@ -67,29 +70,6 @@ inline bool inRange(int index, size_t size)
 // what disconnectInput() does to an input, and removal to every port of a
 // removed node. `port` must belong to `graph`.
 void removeEdgesAt(Graph& graph, Port& port);
-
-// Per-call visited marks over node slots that cost what a call visits, not
-// the size of the graph: a node counts as marked when its stamp equals the
-// current epoch, so nothing has to be cleared between calls. Kept per thread
-// (thread_local) by its users, so const queries stay safe side by side.
-struct VisitStamps
-{
-    std::vector<std::uint32_t> stamps;
-    std::uint32_t epoch = 0;
-
-    // Starts a new call over `numNodes` slots: every node is unmarked.
-    void begin(size_t numNodes)
-    {
-        if (stamps.size() < numNodes)
-            stamps.resize(numNodes, 0);
-        if (++epoch == 0) { // wrapped: old stamps could match again
-            std::fill(stamps.begin(), stamps.end(), 0);
-            epoch = 1;
-        }
-    }
-    bool marked(int n) const { return stamps[size_t(n)] == epoch; }
-    void mark(int n) { stamps[size_t(n)] = epoch; }
-};
 
 // Which creating operation made an edge, for the producer order's hooks.
 enum class EdgeMade : std::uint8_t {
