@@ -1,7 +1,7 @@
 // Fuzzes addEdge()'s cycle refusal against the literal search: the input
 // bytes are read as a sequence of edits of a random hierarchical graph (all
 // three edge kinds, removal of edges, nodes and ports, disconnection, purge,
-// connection by name), and before every addEdge the expected result is
+// compact, connection by name), and before every addEdge the expected result is
 // worked out from the public queries and precedes(dst, src, true), which
 // searches the graph; addEdge must return exactly that.
 //
@@ -259,15 +259,16 @@ enum class Op {
     RemoveNode,
     ErasePort,
     Purge,
+    Compact,
     ConnectByName,
 };
 
 // Building edits come more often than the others.
 constexpr Op kOps[] = {
-    Op::AddNode,         Op::AddNode,     Op::AddNode,     Op::AddPort,   Op::AddEdge,       Op::AddEdge,
-    Op::AddEdge,         Op::AddEdge,     Op::AddEdge,     Op::AddEdge,   Op::AddEdge,       Op::AddEdge,
-    Op::AddEdgeAnyNodes, Op::AddDownEdge, Op::AddDownEdge, Op::AddUpEdge, Op::AddUpEdge,     Op::RemoveEdge,
-    Op::Disconnect,      Op::RemoveNode,  Op::ErasePort,   Op::Purge,     Op::ConnectByName,
+    Op::AddNode,         Op::AddNode,     Op::AddNode,     Op::AddPort,   Op::AddEdge,   Op::AddEdge,
+    Op::AddEdge,         Op::AddEdge,     Op::AddEdge,     Op::AddEdge,   Op::AddEdge,   Op::AddEdge,
+    Op::AddEdgeAnyNodes, Op::AddDownEdge, Op::AddDownEdge, Op::AddUpEdge, Op::AddUpEdge, Op::RemoveEdge,
+    Op::Disconnect,      Op::RemoveNode,  Op::ErasePort,   Op::Purge,     Op::Compact,   Op::ConnectByName,
 };
 
 void step(Graphs& gs, Bytes& in)
@@ -367,6 +368,7 @@ void step(Graphs& gs, Bytes& in)
         if (purgeKeepsParents(g))
             onBoth(gs, [](Graph& x) { x.purge(); });
         return;
+    case Op::Compact: onBoth(gs, [](Graph& x) { x.compact(); }); return;
     case Op::ConnectByName: {
         const int a = pickNode(g, in);
         if (a < 0)

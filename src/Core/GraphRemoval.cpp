@@ -266,6 +266,7 @@ void Graph::compact()
 void Graph::compact(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
     d->changed();
+    d->orderInvalidate(); // every reference may change
     const std::vector<int> nodesTo = buildMap(d->nodes);
     const std::vector<int> edgesTo = buildMap(d->edges);
 
