@@ -133,7 +133,7 @@ namespace {
 using ZrnBench::CallLog;
 using ZrnBench::Floor;
 using ZrnBench::PassGraph;
-using ZrnBench::PassGraphSpec;
+using ZrnBench::PassGraphPlan;
 using ZrnBench::Shape;
 
 // The ways a frame is made, timed in turn.
@@ -200,10 +200,10 @@ std::string loggedFrame(FrameRig& rig, int mode, CallLog& log)
 
 // Builds the graphs and checks that every mode makes the floor's calls.
 // Returns an empty string, or what went wrong.
-std::string prepare(FrameRig& rig, const PassGraphSpec& spec)
+std::string prepare(FrameRig& rig, const PassGraphPlan& plan)
 {
-    rig.toggle = spec.extra;
-    rig.floorGraph = ZrnBench::buildPassGraph(spec);
+    rig.toggle = plan.extra;
+    rig.floorGraph = ZrnBench::buildPassGraph(plan);
     if (!rig.floorGraph.ok)
         return "an edge of the pass graph was refused";
     rig.floor = std::make_unique<Floor>(*rig.floorGraph.renderer);
@@ -211,7 +211,7 @@ std::string prepare(FrameRig& rig, const PassGraphSpec& spec)
         return "the floor does not run every pass upstream of the target";
     rig.floorGraph.renderer->setup(nullptr);
     for (int mode = RenderFrame; mode < kModesRun; ++mode) {
-        rig.graphs[mode] = ZrnBench::buildPassGraph(spec);
+        rig.graphs[mode] = ZrnBench::buildPassGraph(plan);
         setLiteralFrames(*rig.graphs[mode].renderer, mode == LiteralFrame);
         rig.graphs[mode].renderer->setup(nullptr);
     }
@@ -240,13 +240,13 @@ std::string prepare(FrameRig& rig, const PassGraphSpec& spec)
 
 void frames(benchmark::State& state, Shape shape, bool nested, bool toggle)
 {
-    PassGraphSpec spec;
-    spec.shape = shape;
-    spec.nested = nested;
-    spec.size = int(state.range(0));
-    spec.extra = toggle;
+    PassGraphPlan plan;
+    plan.shape = shape;
+    plan.nested = nested;
+    plan.size = int(state.range(0));
+    plan.extra = toggle;
     FrameRig rig;
-    const std::string problem = prepare(rig, spec);
+    const std::string problem = prepare(rig, plan);
     if (!problem.empty()) {
         state.SkipWithError(problem.c_str());
         return;
