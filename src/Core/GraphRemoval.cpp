@@ -95,7 +95,7 @@ void Graph::removeNode(int node)
     // A stored parent field may name no slot: then there is no list to leave.
     if (!d->namesSlot(parent))
         return;
-    std::vector<int>& siblings = d->node(parent).children;
+    IndexList& siblings = d->node(parent).children;
     const auto it = std::find(siblings.begin(), siblings.end(), node);
     if (it != siblings.end())
         siblings.erase(it);
@@ -129,7 +129,7 @@ void Graph::removeChildNode(int node)
     enter(node);
     while (!stack.empty()) {
         RemovalFrame& top = stack.back();
-        const std::vector<int>& children = d->node(top.node).children;
+        const IndexList& children = d->node(top.node).children;
         if (top.cursor < top.count && size_t(top.cursor) < children.size()) {
             const int child = children[size_t(top.cursor)];
             ++top.cursor;
@@ -234,7 +234,7 @@ namespace {
 
 // Translates every reference of `refs` by `map` and drops those that map to
 // no live record, keeping the order of the rest.
-void translateList(std::vector<int>& refs, const std::vector<int>& map)
+void translateList(IndexList& refs, const std::vector<int>& map)
 {
     size_t kept = 0;
     for (int ref : refs) {
