@@ -248,7 +248,7 @@ TEST(GraphCycle, NodeAddedIntoASlotThatAStaleParentFieldNames)
     EXPECT_EQ(addEdgeChecked(g, b, 0, n, 0), 1);
     EXPECT_EQ(addEdgeChecked(g, n, 0, a, 0), -1); // a -> b -> n
     EXPECT_EQ(addEdgeChecked(g, n, 0, 3, 0), 2);
-    EXPECT_EQ(g.addDownEdge(0, 4, 0), 3); // n's input now reaches its stale child
+    EXPECT_EQ(g.addDownEdge(0, 4, 0), 3);         // n's input now reaches its stale child
     EXPECT_EQ(addEdgeChecked(g, 3, 0, a, 0), -1); // a -> b -> n -> 3
     EXPECT_EQ(g.numEdgesGlobal(), 4);
 }

@@ -231,8 +231,8 @@ TEST(RendererCheck, GroupsWithUnnamedPortsOnOneSideOnly)
 {
     Sound f;
     const int in = f.r.addGroup(QStringLiteral("in"), 1, 0, Graph::kRootNodeRef);
-    const int out = f.r.addGroup(QStringLiteral("out"), QStringList{QStringLiteral("x")}, QStringList(),
-                                 Graph::kRootNodeRef);
+    const int out =
+        f.r.addGroup(QStringLiteral("out"), QStringList{QStringLiteral("x")}, QStringList(), Graph::kRootNodeRef);
     f.r.getGraph().addOutput(out, QStringLiteral("y"), -1);
     f.r.getGraph().addOutput(out, QString(), -1);
     EXPECT_EQ(in, 3);
