@@ -22,14 +22,10 @@ using namespace Morvane::Zrn;
 using ZrnTest::callsOf;
 using ZrnTest::RecordingPass;
 using ZrnTest::runCalls;
+using ZrnTest::s;
 using ZrnTest::started;
 
 namespace {
-
-QString s(const char* text)
-{
-    return QString::fromLatin1(text);
-}
 
 // A logging renderer plus its passes by name.
 class RenderFixture : public ::testing::Test
