@@ -255,28 +255,14 @@ bool Graph::isValidNode(int node) const
 // The input and output twins share one implementation each, parameterised by
 // the side; the public members only forward.
 
-namespace {
-
-[[maybe_unused]] const char* invalidPortText(Side side)
-{
-    return side == Side::Input ? "invalid input" : "invalid output";
-}
-
-[[maybe_unused]] const char* invalidGroupText(Side side)
-{
-    return side == Side::Input ? "invalid input group" : "invalid output group";
-}
-
-[[maybe_unused]] const char* invalidDestinationText(Side side)
-{
-    return side == Side::Input ? "invalid input destination" : "invalid output destination";
-}
-
-} // namespace
+// The text of a failed port, group or destination assertion for `side`:
+// "invalid input group", "invalid output destination" and so on. A macro, so
+// that it is compiled only where an assertion can fail.
+#define ZRN_INVALID_TEXT(side, what) ((side) == Side::Input ? "invalid input" what : "invalid output" what)
 
 #define ZRN_ASSERT_LIVE(n) Q_ASSERT_X(validNode(n), Q_FUNC_INFO, "invalid node reference")
-#define ZRN_ASSERT_PORT(n, side, i) Q_ASSERT_X(validPort(n, side, i), Q_FUNC_INFO, invalidPortText(side))
-#define ZRN_ASSERT_GROUP(n, side, g) Q_ASSERT_X(validGroup(n, side, g), Q_FUNC_INFO, invalidGroupText(side))
+#define ZRN_ASSERT_PORT(n, side, i) Q_ASSERT_X(validPort(n, side, i), Q_FUNC_INFO, ZRN_INVALID_TEXT(side, ""))
+#define ZRN_ASSERT_GROUP(n, side, g) Q_ASSERT_X(validGroup(n, side, g), Q_FUNC_INFO, ZRN_INVALID_TEXT(side, " group"))
 
 int Graph::Impl::addPort(int n, Side side, const QString& name, int group)
 {
@@ -384,7 +370,7 @@ int Graph::Impl::numPortDestinations(int n, Side side, int i) const
 
 int Graph::Impl::portDestination(int n, Side side, int i, int index) const
 {
-    Q_ASSERT_X(validPortDestination(n, side, i, index), Q_FUNC_INFO, invalidDestinationText(side));
+    Q_ASSERT_X(validPortDestination(n, side, i, index), Q_FUNC_INFO, ZRN_INVALID_TEXT(side, " destination"));
     const Port* port = portAt(n, side, i);
     return port && inRange(index, port->destinations.size()) ? port->destinations[size_t(index)] : kInvalidEdgeRef;
 }
