@@ -98,9 +98,6 @@ Graph::Graph()
     : d(new Impl)
 {
     d->nodes.emplace_back(); // the root: empty name, parent -1, value -1
-    // The producer order of the root alone; nodes take their ranks as they
-    // are made, so the first edge finds the order ready.
-    d->rebuildOrder();
 }
 
 Graph::~Graph() = default;
