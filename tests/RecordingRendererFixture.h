@@ -16,11 +16,6 @@
 
 namespace ZrnTest {
 
-inline QString s(const char* text)
-{
-    return QString::fromUtf8(text);
-}
-
 /// `text` with every time ("<digits>.<three digits>") replaced by "T", so
 /// that whole report texts can be compared.
 inline QString withoutTimes(QString text)

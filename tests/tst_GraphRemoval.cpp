@@ -1,5 +1,7 @@
 // Removal of nodes, ports and groups, and purge().
 
+#include "TestSupport.h"
+
 #include <ZrnCore/Graph.h>
 
 #include <gtest/gtest.h>
@@ -10,38 +12,14 @@
 #include <vector>
 
 using Morvane::Zrn::Graph;
+using ZrnTest::childrenOf;
+using ZrnTest::inputDestinations;
+using ZrnTest::outputDestinations;
 
 namespace {
 
-QString name(const char* text)
-{
-    return QString::fromLatin1(text);
-}
-
-// The children list of `parent`, as getNode() reads it.
-std::vector<int> childrenOf(const Graph& g, int parent)
-{
-    std::vector<int> result;
-    for (int k = 0; k < g.numNodes(parent); ++k)
-        result.push_back(g.getNode(k, parent));
-    return result;
-}
-
-std::vector<int> inputDestinations(const Graph& g, int node, int input)
-{
-    std::vector<int> result;
-    for (int k = 0; k < g.numInputDestinations(node, input); ++k)
-        result.push_back(g.inputDestination(node, input, k));
-    return result;
-}
-
-std::vector<int> outputDestinations(const Graph& g, int node, int output)
-{
-    std::vector<int> result;
-    for (int k = 0; k < g.numOutputDestinations(node, output); ++k)
-        result.push_back(g.outputDestination(node, output, k));
-    return result;
-}
+// Node names; `s` names fixture members here.
+constexpr auto name = &ZrnTest::s;
 
 std::vector<int> toStd(const QVector<int>& values)
 {
