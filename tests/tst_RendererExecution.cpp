@@ -6,6 +6,7 @@
 #include <ZrnCore/Renderer.h>
 
 #include "../src/Core/RendererHooks_p.h"
+#include "RecordingRendererFixture.h"
 #include "RenderTestPasses.h"
 
 #include <gtest/gtest.h>
@@ -27,48 +28,12 @@ using ZrnTest::started;
 
 namespace {
 
-// A logging renderer plus its passes by name.
-class RenderFixture : public ::testing::Test
+// A logging renderer plus its passes by name, its chain ending in T.
+class RenderFixture : public ZrnTest::RecordingRendererFixture
 {
 protected:
-    QStringList log;
-    ZrnTest::LoggingRenderer renderer{&log};
-    QHash<QString, RecordingPass*> pass;
-
-    Graph& graph() { return renderer.getGraph(); }
-    int add(const QString& name, int numInputs, int numOutputs, int parent = Graph::kRootNodeRef)
-    {
-        auto* p = new RecordingPass(name, &log, numInputs, numOutputs);
-        pass.insert(name, p);
-        return renderer.addPass(name, p, parent);
-    }
-    void edge(int src, int out, int dst, int in)
-    {
-        ASSERT_NE(graph().addEdge(src, out, dst, in), Graph::kInvalidEdgeRef);
-    }
-    // Feeds renderer output `rendererOutput` from output `out` of `node`, a top-level node.
-    int feedOutput(int rendererOutput, int node, int out)
-    {
-        const int e = graph().addUpEdge(rendererOutput, node, out);
-        EXPECT_NE(e, Graph::kInvalidEdgeRef);
-        return e;
-    }
-
-    struct Chain
-    {
-        int a;
-        int b;
-        int t;
-    };
     // A -> B -> T, each with one output, T the target.
-    Chain chain()
-    {
-        const Chain c{add(s("A"), 0, 1), add(s("B"), 1, 1), add(s("T"), 1, 1)};
-        edge(c.a, 0, c.b, 0);
-        edge(c.b, 0, c.t, 0);
-        renderer.setTarget(c.t);
-        return c;
-    }
+    Chain chain() { return RecordingRendererFixture::chain("T"); }
 };
 
 } // namespace

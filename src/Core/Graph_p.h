@@ -239,6 +239,10 @@ struct Graph::Impl
     bool walkAcross(int& node, int& index) const;
     bool walkUp(int& node, int& index) const;
     bool walkDown(int& node, int& index) const;
+    // walkUp() on inputs, walkDown() on outputs: follows the down (up) edges
+    // feeding port `index` of `node` on `side` for as long as there are any.
+    template <Side side>
+    bool walkHierarchy(int& node, int& index) const;
 
     // The producer order (GraphOrder.cpp). orderProvesNoPath() is true only
     // when precedes(dstNode, srcNode, true) is certainly false; it rebuilds a
