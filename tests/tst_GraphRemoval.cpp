@@ -1,5 +1,6 @@
 // Removal of nodes, ports and groups, and purge().
 
+#include "GraphSnapshot.h"
 #include "TestSupport.h"
 
 #include <ZrnCore/Graph.h>
@@ -738,3 +739,23 @@ TEST(GraphPurge, FindNodePassesOverChildrenEntriesThatNameNoSlot)
 }
 
 } // namespace
+
+// References outside the storage remove nothing and change nothing.
+TEST(GraphRemoval, RemovingANodeOutsideTheStorageChangesNothing)
+{
+    Graph g;
+    const int a = g.addNode(QStringLiteral("a"), 1, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(QStringLiteral("b"), 1, 1, a);
+    ASSERT_EQ(g.addDownEdge(0, b, 0), 0);
+    const std::vector<int> before = ZrnTest::snapshot(g);
+    g.removeChildNode(99);
+    g.removeChildNode(-1);
+    g.removeNode(99);
+    g.removeNode(-1);
+    EXPECT_EQ(ZrnTest::snapshot(g), before);
+    EXPECT_TRUE(g.isValidNode(a));
+    EXPECT_TRUE(g.isValidNode(b));
+    EXPECT_EQ(childrenOf(g, a), std::vector<int>{b});
+    EXPECT_EQ(g.numEdgesGlobal(), 1);
+    EXPECT_TRUE(g.isValidEdge(0));
+}
