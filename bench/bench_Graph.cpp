@@ -18,6 +18,7 @@
 //    children, connectByName between two nodes of 100 ports.
 
 #include "AllocationCounter.h"
+#include "BenchClock.h"
 #include "BenchSizes.h"
 
 #include <ZrnCore/Graph.h>
@@ -28,7 +29,6 @@
 #include <QtCore/QStringList>
 
 #include <algorithm>
-#include <chrono>
 #include <memory>
 #include <random>
 #include <vector>
@@ -303,7 +303,6 @@ int buildNodesThenEdges(Graph& g, int count, const std::vector<LayeredEdge>& edg
 // forward build's.
 void BM_BuildLayered(benchmark::State& state)
 {
-    using Clock = std::chrono::steady_clock;
     const int count = int(state.range(0));
     const std::vector<LayeredEdge> forward = layeredEdges(count);
     std::vector<LayeredEdge> shuffled = forward;
@@ -316,12 +315,12 @@ void BM_BuildLayered(benchmark::State& state)
         double forwardSeconds = 0.0;
         for (int way = 0; way < 3; ++way) {
             auto g = std::make_unique<Graph>();
-            const auto start = Clock::now();
+            const double start = ZrnBench::threadSeconds();
             if (way == 0)
                 refused += buildForward(*g, count, forward);
             else
                 refused += buildNodesThenEdges(*g, count, way == 1 ? shuffled : backward);
-            const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+            const double elapsed = ZrnBench::threadSeconds() - start;
             seconds[way] += elapsed;
             if (way == 0)
                 forwardSeconds = elapsed;

@@ -22,6 +22,7 @@
 // Every allocation of the process is counted (AllocationCounter.h).
 
 #include "AllocationCounter.h"
+#include "BenchClock.h"
 #include "BenchSizes.h"
 #include "RenderFloor.h"
 
@@ -34,7 +35,6 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <string>
 
 namespace {
@@ -221,7 +221,6 @@ void frames(benchmark::State& state, Shape shape, bool nested, bool toggle)
         return;
     }
 
-    using Clock = std::chrono::steady_clock;
     const int passes = rig.floorGraph.passCount;
     const int batch = std::max(1, 20000 / passes);
     double seconds[NumModes] = {};
@@ -233,10 +232,10 @@ void frames(benchmark::State& state, Shape shape, bool nested, bool toggle)
         for (int j = 0; j < NumModes; ++j) {
             const int mode = (j + rotation) % NumModes; // alternate who goes first
             const long long allocationsBefore = ZrnBench::allocationCount();
-            const auto start = Clock::now();
+            const double start = ZrnBench::threadSeconds();
             for (int b = 0; b < batch; ++b)
                 benchmark::DoNotOptimize(rig.frame(mode));
-            const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+            const double elapsed = ZrnBench::threadSeconds() - start;
             allocations[mode] += ZrnBench::allocationCount() - allocationsBefore;
             seconds[mode] += elapsed;
             if (mode == RenderFrame)

@@ -8,6 +8,7 @@
 // nothing removed, and removeHalfThenPurge times removeNode() of every other
 // node of a chain and the purge() after it.
 
+#include "BenchClock.h"
 #include "BenchSizes.h"
 
 #include <ZrnCore/Graph.h>
@@ -17,7 +18,6 @@
 
 #include <QtCore/QString>
 
-#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -240,7 +240,6 @@ namespace {
 // node, and purge's nanoseconds per node of the chain.
 void removeHalfThenPurge(benchmark::State& state)
 {
-    using Clock = std::chrono::steady_clock;
     const int n = int(state.range(0));
     double removeSeconds = 0.0;
     double purgeSeconds = 0.0;
@@ -248,16 +247,16 @@ void removeHalfThenPurge(benchmark::State& state)
     for (auto _ : state) {
         const Built b = deepInputs(n);
         Graph& g = *b.graph;
-        const auto start = Clock::now();
+        const double start = ZrnBench::threadSeconds();
         for (int node = 1; node <= n; node += 2)
             g.removeNode(node);
-        const auto removed = Clock::now();
+        const double removed = ZrnBench::threadSeconds();
         g.purge();
-        const auto purged = Clock::now();
+        const double purged = ZrnBench::threadSeconds();
         left = g.numNodesGlobal();
-        removeSeconds += std::chrono::duration<double>(removed - start).count();
-        purgeSeconds += std::chrono::duration<double>(purged - removed).count();
-        state.SetIterationTime(std::chrono::duration<double>(purged - start).count());
+        removeSeconds += removed - start;
+        purgeSeconds += purged - removed;
+        state.SetIterationTime(purged - start);
     }
     if (left != 1 + n / 2)
         state.SkipWithError("purge left another number of nodes");

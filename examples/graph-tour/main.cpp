@@ -14,7 +14,11 @@
 
 #include <ZrnCore/ZrnCore.h>
 
+#include <QtCore/QLoggingCategory>
+
 using Morvane::Zrn::BottomUpInputWalker;
+using Morvane::Zrn::EdgeCheck;
+using Morvane::Zrn::EdgeRefusal;
 using Morvane::Zrn::Graph;
 
 namespace {
@@ -79,6 +83,19 @@ int main()
     graph.addInput(source, QStringLiteral("feedback"), Graph::kInvalidGroupRef);
     graph.addOutput(sink, QStringLiteral("feedback"), Graph::kInvalidGroupRef);
     expect(graph.addEdge(sink, 0, source, 0) == Graph::kInvalidEdgeRef, "an edge closing a cycle is refused");
+
+    // checkEdge() (and checkDownEdge(), checkUpEdge()) tell whether an edit
+    // would be accepted and, if not, why, without making it.
+    const EdgeCheck why = graph.checkEdge(sink, 0, source, 0);
+    if (!why.accepted())
+        qInfo("refused: %s", qPrintable(why.reason));
+    expect(why.refusal == EdgeRefusal::WouldCloseCycle, "checkEdge names the cycle");
+
+    // The graph can also say so itself, on the logging category "zrn.graph",
+    // whose debug messages are off until the host turns them on:
+    QLoggingCategory::setFilterRules(QStringLiteral("zrn.graph.debug=true"));
+    graph.addEdge(source, 1, sink, 0); // logs "addEdge(1, 1, 4, 0) refused: ..."
+    QLoggingCategory::setFilterRules(QString());
 
     // --- Walks -------------------------------------------------------------
     // walkToSourceNode follows a value back to the output that produces it,

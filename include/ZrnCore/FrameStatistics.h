@@ -35,6 +35,10 @@ public:
     /// Returns the mean of the last min(count(), kHistorySize) frame times,
     /// or 0 before the first frame.
     double mean() const;
+    /// Returns the wall-clock time of the last recorded frame in
+    /// milliseconds (nsecsElapsed() / 1e6), or 0 before the first. Unlike
+    /// the frame times above it is the elapsed time itself, not about twice it.
+    double lastMilliseconds() const { return m_lastMilliseconds; }
     /// Returns the frame timer, invalid while no frame is being timed.
     ///@{
     const QElapsedTimer& timer() const { return m_timer; }
@@ -56,6 +60,7 @@ private:
     int m_count = 0;
     double m_sum = 0.0;
     double m_times[kHistorySize];
+    double m_lastMilliseconds = 0.0;
 };
 
 } // namespace Zrn

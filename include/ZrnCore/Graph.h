@@ -2,6 +2,7 @@
 #define ZRNCORE_GRAPH_H
 
 #include <ZrnCore/zrncore_export.h>
+#include <ZrnCore/EdgeCheck.h>
 
 #include <QtCore/QString>
 #include <QtCore/QVector>
@@ -238,6 +239,16 @@ public:
     /// non-root node, either output does not exist, the parent output already
     /// has a source, or the child output already feeds siblings. No cycle test.
     int addUpEdge(int parentOutput, int childNode, int childOutput);
+    /// Tells, without changing anything, whether addEdge(), addDownEdge() or
+    /// addUpEdge() with the same arguments would create the edge and, if not,
+    /// why: the first refusal in the order the operation tests them, with a
+    /// sentence naming the nodes and ports. Always agrees with the operation.
+    /// Safe for any ints.
+    ///@{
+    EdgeCheck checkEdge(int srcNode, int srcOutput, int dstNode, int dstInput) const;
+    EdgeCheck checkDownEdge(int parentInput, int childNode, int childInput) const;
+    EdgeCheck checkUpEdge(int parentOutput, int childNode, int childOutput) const;
+    ///@}
     /// Removes `edge` from both its ports and marks its slot removed; the slot
     /// and its fields stay until purge(). An invalid or removed edge is ignored.
     void removeEdge(int edge);

@@ -7,6 +7,7 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVariant>
 
 #include <memory>
@@ -15,6 +16,9 @@ namespace Morvane {
 namespace Zrn {
 
 class Graph;
+namespace Internal {
+struct RendererAccess;
+}
 
 /// A render-pass scheduler. It keeps its passes as nodes of a Graph of its
 /// own: renderer parameters are inputs of the root node, renderer outputs are
@@ -82,8 +86,15 @@ public:
     /// range), no walk starts and no pass runs; the outputs are still
     /// collected, and render() returns false.
     ///
-    /// In steady state (same graph as the last frame) a frame allocates
-    /// nothing beyond what copying the QVariant values needs.
+    /// What the walks decide (which passes run in what order, where each
+    /// input comes from, the user counts, the producers of the renderer
+    /// outputs) is recorded and reused by the following frames until the
+    /// graph, the target or the lists of passes, parameters or outputs
+    /// change; parameter values, pass outputs, enabled flags, polling and
+    /// error codes are read afresh in every frame, so the calls are the same
+    /// as if every frame walked. In steady state (nothing of that changed
+    /// since the last frame) a frame allocates nothing beyond what copying
+    /// the QVariant values needs.
     virtual bool render(RenderCallbacks* cb);
     /// Calls teardown(cb) on every pass in pass-index order, enabled or not.
     virtual void teardown(RenderCallbacks* cb);
@@ -130,6 +141,24 @@ public:
     /// Returns the first child of the root named `name`, or kInvalidNodeRef.
     /// Only the top level is searched.
     int findPass(const QString& name) const;
+    /// Returns the pass or group at `path`, names separated by '/' from the
+    /// top level down ("post/blur": the node "blur" inside the top-level
+    /// node "post"), or kInvalidNodeRef when a step finds no node. Each step
+    /// takes the first child of that name in creation order, as findPass()
+    /// does, and does not try later ones of the same name when a deeper step
+    /// fails. An empty path, a path with an empty step, or one that reaches
+    /// a node removed through getGraph() finds nothing; a node whose name
+    /// holds '/' cannot be reached this way.
+    int findPassByPath(const QString& path) const;
+    /// Returns the path of `node` as findPassByPath() reads it: the names
+    /// from the top level down to `node`, joined by '/'; empty for the root
+    /// and for a node that is not valid.
+    QString passPath(int node) const;
+    /// Returns the frame statistics of the pass of `node` when that pass is
+    /// a RenderPassHelper; otherwise (a pass of another kind, a group, the
+    /// root, an invalid node) a record of no frames, whose count(), sum()
+    /// and mean() are 0.
+    const FrameStatistics& passFrameStatistics(int node) const;
     /// Returns the pass of `node`, or null when `node` is not a valid pass
     /// node (the root, a group, an invalid reference).
     RenderPass* renderPass(int node) const;
@@ -156,6 +185,10 @@ public:
     ///@}
     /// Returns the mean frame time over the last min(frameCount(), 100) frames.
     double meanFrameTime() const { return m_frameStats.mean(); }
+    /// Returns how long the last frame took in wall-clock milliseconds (0
+    /// before the first). The frame times above are in the library's own
+    /// frame-time units, about twice the milliseconds (see FrameStatistics).
+    double lastFrameMilliseconds() const { return m_frameStats.lastMilliseconds(); }
     /// Return the frame timer, invalid while no frame is being timed.
     ///@{
     const QElapsedTimer& frameTimer() const { return m_frameStats.timer(); }
@@ -180,6 +213,13 @@ public:
     /// Graph::addNode(), and returns it. Returns kInvalidNodeRef and adds
     /// nothing when `parent` is not a valid node.
     int addGroup(const QString& name, int numInputs, int numOutputs, int parent);
+    /// Adds a group as addGroup() above, with one input per entry of
+    /// `inputNames` and one output per entry of `outputNames`, named after
+    /// them in order, so that it can be wired by name at once
+    /// (Graph::connectByName(), connectDownByName(), connectUpByName()).
+    /// Returns the new node, or kInvalidNodeRef and adds nothing when
+    /// `parent` is not a valid node.
+    int addGroup(const QString& name, const QStringList& inputNames, const QStringList& outputNames, int parent);
     /// Sets the value of parameter `i`, used from the next frame. Does
     /// nothing when there is no parameter `i` (a debug build stops on a
     /// Q_ASSERT).
@@ -194,6 +234,7 @@ public:
 private:
     struct Impl;
     std::unique_ptr<Impl> d;
+    friend struct Internal::RendererAccess; // the library's private test hooks
     FrameStatistics m_frameStats;
 };
 

@@ -7,8 +7,10 @@
 #include <ZrnCore/zrncore_export.h>
 
 #include <ZrnCore/Core.h>
+#include <ZrnCore/EdgeCheck.h>
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/Graph.h>
+#include <ZrnCore/GraphDocument.h>
 #include <ZrnCore/GraphPicture.h>
 #include <ZrnCore/GraphvizDump.h>
 #include <ZrnCore/RenderPass.h>

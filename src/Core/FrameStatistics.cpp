@@ -34,6 +34,7 @@ double FrameStatistics::end()
     const qint64 ns = m_timer.nsecsElapsed();
     const qint64 ms = m_timer.elapsed();
     m_timer.invalidate();
+    m_lastMilliseconds = double(ns) / 1e6; // the elapsed time itself, for hosts
 
     // Both terms measure the same interval, so t is about twice the elapsed
     // milliseconds. That sum is the frame time hosts have always been given,

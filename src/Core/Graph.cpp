@@ -4,6 +4,7 @@
 // GraphRemoval.cpp, the walk primitives and precedes() in Walk.cpp.
 
 #include "Graph_p.h"
+#include "GraphDiagnostics_p.h"
 
 #include <algorithm>
 
@@ -520,6 +521,7 @@ bool Graph::isValidOutputDestination(int node, int output, int index) const
 
 int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
 {
+    Internal::traceAddEdge(*this, srcNode, srcOutput, dstNode, dstInput);
     // Guard: connection by name hands us -1 after a failed lookup.
     if (!isValidOutput(srcNode, srcOutput) || !isValidInput(dstNode, dstInput))
         return kInvalidEdgeRef;
@@ -549,6 +551,7 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
 
 int Graph::addDownEdge(int parentInput, int childNode, int childInput)
 {
+    Internal::traceAddDownEdge(*this, parentInput, childNode, childInput);
     if (!isValidInput(childNode, childInput))
         return kInvalidEdgeRef;
     const int parent = d->parentOf(childNode);
@@ -569,6 +572,7 @@ int Graph::addDownEdge(int parentInput, int childNode, int childInput)
 
 int Graph::addUpEdge(int parentOutput, int childNode, int childOutput)
 {
+    Internal::traceAddUpEdge(*this, parentOutput, childNode, childOutput);
     if (!isValidOutput(childNode, childOutput))
         return kInvalidEdgeRef;
     const int parent = d->parentOf(childNode);

@@ -5,6 +5,7 @@
 // addUpEdge(), so their refusal rules hold unchanged.
 
 #include "Core_p.h"
+#include "GraphDiagnostics_p.h"
 #include "Graph_p.h"
 
 namespace Morvane {
@@ -114,6 +115,7 @@ int Graph::addUpEdgeByName(const QString& parentOutputName, int childNode, const
 {
     // Unlike the two above, this one checks and reports nothing: kept so,
     // hosts call it where a missing port is expected.
+    Internal::traceUpEdgeByName(*this, parentOutputName, childNode, childOutputName);
     const int parentOutput = d->outputNamed(d->storedParent(childNode), parentOutputName);
     const int childOutput = d->outputNamed(childNode, childOutputName);
     return addUpEdge(parentOutput, childNode, childOutput);
@@ -121,6 +123,7 @@ int Graph::addUpEdgeByName(const QString& parentOutputName, int childNode, const
 
 void Graph::connectByName(int srcNode, int dstNode)
 {
+    Internal::traceUnpairedInputs(*this, "connectByName", srcNode, dstNode, false, kInvalidGroupRef, kInvalidGroupRef);
     connectSiblings(*this, srcNode, dstNode, GroupFilter());
 }
 
@@ -130,6 +133,7 @@ void Graph::connectGroups(int srcNode, int srcGroup, int dstNode, int dstGroup)
     filter.active = true;
     filter.srcGroup = srcGroup;
     filter.dstGroup = dstGroup;
+    Internal::traceUnpairedInputs(*this, "connectGroups", srcNode, dstNode, true, srcGroup, dstGroup);
     connectSiblings(*this, srcNode, dstNode, filter);
 }
 
@@ -138,11 +142,13 @@ void Graph::connectNamedGroups(int srcNode, const QString& srcGroupName, int dst
     if (!isValidNode(srcNode) || !isValidNode(dstNode))
         return;
     // An unknown name gives -1, which selects the ports in no group.
+    Internal::traceNamedGroups(*this, srcNode, srcGroupName, dstNode, dstGroupName);
     connectGroups(srcNode, findOutputGroup(srcNode, srcGroupName), dstNode, findInputGroup(dstNode, dstGroupName));
 }
 
 void Graph::connectDownByName(int childNode)
 {
+    Internal::traceUnpairedDown(*this, childNode);
     const int parent = (isValidNode(childNode) ? parentNode(childNode) : kInvalidNodeRef);
     if (!isValidNode(parent))
         return;
@@ -164,6 +170,7 @@ void Graph::connectDownByName(int childNode)
 
 void Graph::connectUpByName(int childNode)
 {
+    Internal::traceUnpairedUp(*this, childNode);
     const int parent = (isValidNode(childNode) ? parentNode(childNode) : kInvalidNodeRef);
     if (!isValidNode(parent))
         return;

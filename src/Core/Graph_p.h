@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace Morvane {
@@ -130,6 +131,9 @@ struct Graph::Impl
 struct GraphStorage
 {
     static const Graph::Impl& of(const Graph& graph) { return *graph.d; }
+    // Exchanges the whole content of two graphs: how a graph document that
+    // was read into a fresh graph replaces a graph's content.
+    static void swap(Graph& a, Graph& b) noexcept { std::swap(a.d, b.d); }
 };
 
 } // namespace Zrn

@@ -67,75 +67,57 @@ bool Renderer::Impl::walk(int node, RenderCallbacks* cb, QVector<bool>& visited,
     // Renderer::render() starts walks at a valid target only, and every
     // other node comes from walkToSourceNode(), which yields live nodes.
     Q_ASSERT_X(graph.isValidNode(node) && node < visited.size(), Q_FUNC_INFO, "walk from an invalid node");
-
-    // Depth first with a stack of our own rather than the call stack, so
-    // that a chain as long as memory allows can be walked. Each entry is a
-    // node and the next of its inputs to follow; a node is marked when it
-    // is pushed, and leaves the stack (and runs) once all its inputs are
-    // done: the order of a recursive post-order walk.
-    walkStack.clear();
-    visited[node] = true;
-    walkStack.push_back(WalkEntry{node, graph.numInputs(node), 0});
-    while (!walkStack.empty()) {
-        WalkEntry& top = walkStack.back();
-        bool descended = false;
-        while (top.nextInput < top.numInputs) {
-            int source = top.node;
-            int index = top.nextInput++;
-            if (graph.walkToSourceNode(source, index) && !visited.at(source)) {
-                visited[source] = true;
-                walkStack.push_back(WalkEntry{source, graph.numInputs(source), 0}); // `top` is stale from here
-                descended = true;
-                break;
-            }
-        }
-        if (descended)
-            continue;
-
-        const int done = top.node;
-        walkStack.pop_back();
-        if (type == WalkType::Render) {
-            // Groups and the root carry no pass index and are only
-            // traversed; a disabled pass is traversed too, so its upstream
-            // still runs.
-            const int v = graph.nodeValue(done);
-            if (isPassIndex(v) && enabledFlags.at(v) && !render(done, cb))
-                return false;
-        }
-    }
-    return true;
+    if (type == WalkType::Mark)
+        return traverse(node, visited, [](int) { return true; });
+    return traverse(node, visited, [this, cb](int done) {
+        // Groups and the root carry no pass index and are only traversed; a
+        // disabled pass is traversed too, so its upstream still runs.
+        const int v = graph.nodeValue(done);
+        return !(isPassIndex(v) && enabledFlags.at(v)) || render(done, cb);
+    });
 }
 
-void Renderer::Impl::deliverInput(RenderPass* pass, int node, int input)
+Renderer::Impl::Schedule::Source Renderer::Impl::resolveInput(int node, int input) const
 {
+    using Source = Schedule::Source;
     int n = node;
     int k = input;
     if (!graph.isValidInput(n, k)) {
         // The pass declares more inputs than its node has (ports were taken
         // away through the graph): nothing can feed it.
-        pass->setInput(input, pass->defaultValue(input));
-        return;
+        return Source{Schedule::kFromDefault, 0};
     }
 
     if (graph.walkUp(n, k) && n == Graph::kRootNodeRef) {
         // Fed by renderer parameter k. A root input added through the graph
         // has no parameter behind it and counts as unfed.
-        pass->setInput(input, k < parameters.size() ? parameters.at(k) : pass->defaultValue(input));
-        return;
+        return k < parameters.size() ? Source{Schedule::kFromParameter, k} : Source{Schedule::kFromDefault, 0};
     }
     // From where walkUp() left the port: the outermost feeding ancestor
     // input, or the pass's own input.
-    if (!graph.walkAcross(n, k)) {
-        pass->setInput(input, pass->defaultValue(input));
-        return;
-    }
+    if (!graph.walkAcross(n, k))
+        return Source{Schedule::kFromDefault, 0};
     graph.walkDown(n, k); // into the innermost producing output, if any
 
     const int v = graph.nodeValue(n);
-    if (isPassIndex(v) && enabledFlags.at(v) && k < passes.at(v)->numOutputs())
-        pass->setInput(input, passes.at(v)->output(k));
-    else
-        pass->setInput(input, pass->defaultValue(input)); // a group, or a disabled producer
+    return isPassIndex(v) ? Source{v, k} : Source{Schedule::kFromDefault, 0}; // a group gives nothing
+}
+
+void Renderer::Impl::deliverInput(RenderPass* pass, int input, Schedule::Source source)
+{
+    if (source.pass >= 0) {
+        // The producer's flag and output count are read now, in this order:
+        // a disabled producer, or an output the pass does not have, gives
+        // the default.
+        if (enabledFlags.at(source.pass) && source.index < passes.at(source.pass)->numOutputs())
+            pass->setInput(input, passes.at(source.pass)->output(source.index));
+        else
+            pass->setInput(input, pass->defaultValue(input));
+    } else if (source.pass == Schedule::kFromParameter) {
+        pass->setInput(input, parameters.at(source.index));
+    } else {
+        pass->setInput(input, pass->defaultValue(input));
+    }
 }
 
 bool Renderer::Impl::render(int node, RenderCallbacks* cb)
@@ -148,23 +130,34 @@ bool Renderer::Impl::render(int node, RenderCallbacks* cb)
 
     const int numInputs = pass->numInputs();
     for (int i = 0; i < numInputs; ++i)
-        deliverInput(pass, node, i);
+        deliverInput(pass, i, resolveInput(node, i));
 
     // Users are edges into nodes this frame's marking walk reached: two edges
     // into one needed node count twice. Outputs nobody needs keep 0.
     pass->resetNumOutputUsers();
     const int numOutputs = std::min(graph.numOutputs(node), pass->numOutputs());
     for (int j = 0; j < numOutputs; ++j) {
-        int count = 0;
-        const int numDestinations = graph.numOutputDestinations(node, j);
-        for (int e = 0; e < numDestinations; ++e) {
-            if (visited.at(graph.edgeDestNode(graph.outputDestination(node, j, e))))
-                ++count;
-        }
+        const int count = countUsers(node, j);
         if (count > 0)
             pass->setNumOutputUsers(j, count);
     }
+    return runPass(node, pass, cb);
+}
 
+int Renderer::Impl::countUsers(int node, int output) const
+{
+    int count = 0;
+    const int numDestinations = graph.numOutputDestinations(node, output);
+    for (int e = 0; e < numDestinations; ++e) {
+        if (visited.at(graph.edgeDestNode(graph.outputDestination(node, output, e))))
+            ++count;
+    }
+    return count;
+}
+
+bool Renderer::Impl::runPass(int node, RenderPass* pass, RenderCallbacks* cb)
+{
+    Q_UNUSED(node)
     pass->setErrorCode(0);
     pass->beginFrame(cb);
     pass->start(cb);
@@ -175,6 +168,45 @@ bool Renderer::Impl::render(int node, RenderCallbacks* cb)
         QThread::usleep(100);
     pass->endFrame(cb);
     return pass->errorCode() == 0;
+}
+
+bool Renderer::Impl::renderWalking(RenderCallbacks* cb)
+{
+    bool ok = true;
+    collectNeeded();
+    const bool targetValid = graph.isValidNode(target);
+    if (!targetValid && (target != Graph::kInvalidNodeRef || !needed.isEmpty())) {
+        // Something is needed but there is no node to walk from.
+        ok = false;
+    } else if (!needed.isEmpty()) {
+        // Both walks start at the target, never at the needed node itself:
+        // a needed node decides only whether another walk starts. The
+        // target, listed first, always starts one; each later needed node
+        // not reached by the earlier walks starts another, which in the
+        // running walk finds the upstream seen and runs the target's pass
+        // again. Kept as it is: outputs are meant to be fed upstream of the
+        // target.
+        const int numNodes = graph.numNodesGlobal();
+        visited.fill(false, numNodes);
+        for (int m : qAsConst(needed)) {
+            if (!visited.at(m) && !walk(target, cb, visited, WalkType::Mark)) {
+                ok = false;
+                break;
+            }
+        }
+        if (ok) {
+            seen.fill(false, numNodes);
+            for (int m : qAsConst(needed)) {
+                if (!seen.at(m) && !walk(target, cb, seen, WalkType::Render)) {
+                    ok = false;
+                    break;
+                }
+            }
+        }
+    }
+
+    collectOutputs(); // also after a failure
+    return ok;
 }
 
 // ================================================================ Renderer
@@ -206,41 +238,7 @@ bool Renderer::render(RenderCallbacks* cb)
 {
     d->numPassesRun = 0;
     beginFrame(cb);
-
-    bool ok = true;
-    d->collectNeeded();
-    const bool targetValid = d->graph.isValidNode(d->target);
-    if (!targetValid && (d->target != Graph::kInvalidNodeRef || !d->needed.isEmpty())) {
-        // Something is needed but there is no node to walk from.
-        ok = false;
-    } else if (!d->needed.isEmpty()) {
-        // Both walks start at the target, never at the needed node itself:
-        // a needed node decides only whether another walk starts. The
-        // target, listed first, always starts one; each later needed node
-        // not reached by the earlier walks starts another, which in the
-        // running walk finds the upstream seen and runs the target's pass
-        // again. Kept as it is: outputs are meant to be fed upstream of the
-        // target.
-        const int numNodes = d->graph.numNodesGlobal();
-        d->visited.fill(false, numNodes);
-        for (int m : qAsConst(d->needed)) {
-            if (!d->visited.at(m) && !d->walk(d->target, cb, d->visited, WalkType::Mark)) {
-                ok = false;
-                break;
-            }
-        }
-        if (ok) {
-            d->seen.fill(false, numNodes);
-            for (int m : qAsConst(d->needed)) {
-                if (!d->seen.at(m) && !d->walk(d->target, cb, d->seen, WalkType::Render)) {
-                    ok = false;
-                    break;
-                }
-            }
-        }
-    }
-
-    d->collectOutputs(); // also after a failure
+    const bool ok = d->schedule.literal ? d->renderWalking(cb) : d->renderScheduled(cb);
     endFrame(cb);
     return ok;
 }
@@ -366,6 +364,7 @@ int Renderer::addParameter(const QString& name, const QVariant& value)
 {
     const int index = d->graph.addInput(Graph::kRootNodeRef, name, Graph::kInvalidGroupRef);
     d->parameters.append(value);
+    d->schedule.current = false;
     return index;
 }
 
@@ -373,6 +372,7 @@ int Renderer::addOutput(const QString& name)
 {
     const int index = d->graph.addOutput(Graph::kRootNodeRef, name, Graph::kInvalidGroupRef);
     d->outputs.append(QVariant());
+    d->schedule.current = false;
     return index;
 }
 
@@ -382,6 +382,7 @@ int Renderer::addPass(const QString& name, RenderPass* pass, int parent)
         return Graph::kInvalidNodeRef;
 
     const int index = d->passes.size();
+    d->schedule.current = false;
     d->passes.append(pass);
     d->enabledFlags.append(true);
 
@@ -400,6 +401,7 @@ int Renderer::addGroup(const QString& name, int numInputs, int numOutputs, int p
 {
     if (!d->graph.isValidNode(parent))
         return Graph::kInvalidNodeRef;
+    d->schedule.current = false;
     return d->graph.addNode(name, numInputs, numOutputs, parent);
 }
 

@@ -52,6 +52,67 @@ struct Renderer::Impl
     };
     std::vector<WalkEntry> walkStack;
 
+    // What a frame's walks decide, recorded by compileSchedule() and
+    // replayed by replaySchedule() while nothing that decides it changes:
+    // the graph (its revision), the target, and the lists of passes,
+    // parameters and outputs (addPass(), addGroup(), addParameter() and
+    // addOutput() clear `current`). Enabled flags decide nothing here: the
+    // walks go through disabled passes alike, so every pass node they reach
+    // is recorded, and its flag is read when the schedule is replayed, as
+    // the walking frame reads it.
+    struct Schedule
+    {
+        // Where one input's value comes from: `pass` >= 0 is the pass index
+        // of the producer and `index` its output; kFromParameter names
+        // parameter `index`; kFromDefault the pass's own default.
+        static constexpr int kFromDefault = -1;
+        static constexpr int kFromParameter = -2;
+        struct Source
+        {
+            int pass;
+            int index;
+        };
+        // An output with needed consumers and their number (edges into
+        // nodes the marking walk reached); outputs without are left out.
+        struct Users
+        {
+            int output;
+            int count;
+        };
+        // One pass node the running walks reach, in their order (the
+        // target once more for each later walk). Its sources are
+        // sources[firstSource ..], one per input of its graph node; its
+        // users are users[firstUsers ..], in output order.
+        struct Run
+        {
+            int node;
+            int pass;
+            int firstSource;
+            int numSources;
+            int firstUsers;
+            int numUsers;
+        };
+        enum class Outcome {
+            NothingNeeded, // no walk, success
+            NoTarget,      // something needed but no valid target: failure
+            Walks,         // the runs below
+        };
+
+        bool current = false;
+        bool literal = false; // the hook: every frame walks
+        quint64 revision = 0;
+        int target = Graph::kInvalidNodeRef;
+        Outcome outcome = Outcome::NothingNeeded;
+        std::vector<Run> runs;
+        std::vector<Source> sources;
+        std::vector<Users> users;
+        // The pass index and output that produce each renderer output, -1
+        // when no pass does.
+        std::vector<Source> outputSources;
+        quint64 compilations = 0; // for tests: how often it was compiled
+    };
+    Schedule schedule;
+
     // True when `v` (a node value) is a pass index.
     bool isPassIndex(int v) const { return v >= 0 && v < passes.size(); }
     // The pass index of `node`, or -1 when `node` is not a valid pass node.
@@ -71,14 +132,75 @@ struct Renderer::Impl
     // numNodesGlobal(). Iterative (on `walkStack`), so the graph's depth is
     // not limited by the call stack.
     bool walk(int node, RenderCallbacks* cb, QVector<bool>& visited, WalkType type);
+    // The traversal of walk(): calls `done(node)` for each node in
+    // post-order and stops, returning false, when it returns false.
+    template <typename Done>
+    bool traverse(int node, QVector<bool>& visited, Done done);
     // Runs the pass of `node`, an enabled pass node: delivers its inputs,
     // sets its output user counts from `visited`, and waits for it to
     // finish. Returns whether its error code is 0.
     bool render(int node, RenderCallbacks* cb);
+    // The part of running a pass that both kinds of frame share, after
+    // inputs and user counts: setErrorCode(0), beginFrame(), start(), the
+    // isFinished() polls, endFrame(). Returns whether errorCode() is 0.
+    bool runPass(int node, RenderPass* pass, RenderCallbacks* cb);
 
-private:
-    void deliverInput(RenderPass* pass, int node, int input);
+    // One frame by walking the graph, as Renderer::render() describes it,
+    // between beginFrame() and endFrame(). Returns its result.
+    bool renderWalking(RenderCallbacks* cb);
+    // One frame from the schedule, compiling it first unless it is
+    // current; the same calls in the same order as renderWalking().
+    bool renderScheduled(RenderCallbacks* cb);
+    bool scheduleIsCurrent() const;
+    void compileSchedule();
+    void compileRun(int node, int pass);
+    bool runScheduled(const Schedule::Run& run, RenderCallbacks* cb);
+
+    // Where input `input` of pass node `node` takes its value from, found
+    // with the walk primitives; the producer's flag is not looked at.
+    Schedule::Source resolveInput(int node, int input) const;
+    // Delivers input `input` of `pass` from `source`, reading the value
+    // (and a producer's enabled flag) as it stands now.
+    void deliverInput(RenderPass* pass, int input, Schedule::Source source);
+    // The number of edges from output `output` of `node` into nodes that
+    // `visited` marks.
+    int countUsers(int node, int output) const;
 };
+
+template <typename Done>
+bool Renderer::Impl::traverse(int node, QVector<bool>& visited, Done done)
+{
+    // Depth first with a stack of our own rather than the call stack, so
+    // that a chain as long as memory allows can be walked. Each entry is a
+    // node and the next of its inputs to follow; a node is marked when it
+    // is pushed, and leaves the stack (calling `done`) once all its inputs
+    // are done: the order of a recursive post-order walk.
+    walkStack.clear();
+    visited[node] = true;
+    walkStack.push_back(WalkEntry{node, graph.numInputs(node), 0});
+    while (!walkStack.empty()) {
+        WalkEntry& top = walkStack.back();
+        bool descended = false;
+        while (top.nextInput < top.numInputs) {
+            int source = top.node;
+            int index = top.nextInput++;
+            if (graph.walkToSourceNode(source, index) && !visited.at(source)) {
+                visited[source] = true;
+                walkStack.push_back(WalkEntry{source, graph.numInputs(source), 0}); // `top` is stale from here
+                descended = true;
+                break;
+            }
+        }
+        if (descended)
+            continue;
+
+        const int finished = top.node;
+        walkStack.pop_back();
+        if (!done(finished))
+            return false;
+    }
+    return true;
+}
 
 } // namespace Zrn
 } // namespace Morvane

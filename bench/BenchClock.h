@@ -1,0 +1,32 @@
+// The clock of the benchmarks that time parts of an iteration themselves.
+//
+// The machines these run on are shared, often with more runnable processes
+// than cores, so wall-clock time counts whatever else ran. Those benchmarks
+// read the CPU time of the calling thread instead: what the code under test
+// cost, waits for a core excluded (its cache misses, caused by others or
+// not, included).
+
+#ifndef ZRNCORE_BENCH_BENCHCLOCK_H
+#define ZRNCORE_BENCH_BENCHCLOCK_H
+
+#include <chrono>
+#include <ctime>
+
+namespace ZrnBench {
+
+// Seconds of CPU time the calling thread has used; on systems without a
+// thread clock, seconds of a steady wall clock.
+inline double threadSeconds()
+{
+#if defined(CLOCK_THREAD_CPUTIME_ID)
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) + double(now.tv_nsec) * 1e-9;
+#else
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+#endif
+}
+
+} // namespace ZrnBench
+
+#endif // ZRNCORE_BENCH_BENCHCLOCK_H

@@ -1,0 +1,160 @@
+// The renderer's compiled frame: what the walks of a frame decide, recorded
+// once and replayed while nothing that decides it changes.
+
+#include "RendererHooks_p.h"
+#include "Renderer_p.h"
+
+namespace Morvane {
+namespace Zrn {
+
+namespace Internal {
+
+// Opens the renderer's private part to the hooks below.
+struct RendererAccess
+{
+    static Renderer::Impl& impl(Renderer& renderer) { return *renderer.d; }
+    static const Renderer::Impl& impl(const Renderer& renderer) { return *renderer.d; }
+};
+
+void setLiteralFrames(Renderer& renderer, bool on)
+{
+    auto& d = RendererAccess::impl(renderer);
+    d.schedule.literal = on;
+    d.schedule.current = false; // a walking frame keeps no schedule up to date
+}
+
+bool literalFrames(const Renderer& renderer)
+{
+    return RendererAccess::impl(renderer).schedule.literal;
+}
+
+quint64 scheduleCompilations(const Renderer& renderer)
+{
+    return RendererAccess::impl(renderer).schedule.compilations;
+}
+
+} // namespace Internal
+
+bool Renderer::Impl::scheduleIsCurrent() const
+{
+    return schedule.current && schedule.revision == graph.revision() && schedule.target == target;
+}
+
+void Renderer::Impl::compileSchedule()
+{
+    // The walks of renderWalking() without running anything: the marking
+    // walk fills `visited` for the user counts, the running walks list the
+    // pass nodes they reach, disabled ones included, with where each input
+    // comes from.
+    schedule.runs.clear();
+    schedule.sources.clear();
+    schedule.users.clear();
+
+    collectNeeded();
+    const bool targetValid = graph.isValidNode(target);
+    if (!targetValid && (target != Graph::kInvalidNodeRef || !needed.isEmpty())) {
+        schedule.outcome = Schedule::Outcome::NoTarget;
+    } else if (needed.isEmpty()) {
+        schedule.outcome = Schedule::Outcome::NothingNeeded;
+    } else {
+        schedule.outcome = Schedule::Outcome::Walks;
+        const int numNodes = graph.numNodesGlobal();
+        visited.fill(false, numNodes);
+        for (int m : qAsConst(needed)) {
+            if (!visited.at(m))
+                traverse(target, visited, [](int) { return true; });
+        }
+        seen.fill(false, numNodes);
+        for (int m : qAsConst(needed)) {
+            if (seen.at(m))
+                continue;
+            traverse(target, seen, [this](int done) {
+                const int v = graph.nodeValue(done);
+                if (isPassIndex(v))
+                    compileRun(done, v);
+                return true;
+            });
+        }
+    }
+
+    schedule.outputSources.resize(size_t(outputs.size()));
+    for (int i = 0; i < outputs.size(); ++i) {
+        const Producer& producer = producers.at(i);
+        const int v = producer.node == Graph::kInvalidNodeRef ? -1 : graph.nodeValue(producer.node);
+        schedule.outputSources[size_t(i)] =
+            isPassIndex(v) ? Schedule::Source{v, producer.output} : Schedule::Source{Schedule::kFromDefault, 0};
+    }
+
+    schedule.revision = graph.revision();
+    schedule.target = target;
+    schedule.current = true;
+    ++schedule.compilations;
+}
+
+void Renderer::Impl::compileRun(int node, int pass)
+{
+    Schedule::Run run;
+    run.node = node;
+    run.pass = pass;
+    run.firstSource = int(schedule.sources.size());
+    run.numSources = graph.numInputs(node);
+    for (int i = 0; i < run.numSources; ++i)
+        schedule.sources.push_back(resolveInput(node, i));
+    run.firstUsers = int(schedule.users.size());
+    const int numOutputs = graph.numOutputs(node);
+    for (int j = 0; j < numOutputs; ++j) {
+        const int count = countUsers(node, j);
+        if (count > 0)
+            schedule.users.push_back(Schedule::Users{j, count});
+    }
+    run.numUsers = int(schedule.users.size()) - run.firstUsers;
+    schedule.runs.push_back(run);
+}
+
+bool Renderer::Impl::runScheduled(const Schedule::Run& run, RenderCallbacks* cb)
+{
+    // The calls of render(int, RenderCallbacks*), from the recorded sources
+    // and counts: the pass's own port counts are asked as there, and inputs
+    // beyond those of its node get the default.
+    RenderPass* pass = passes.at(run.pass);
+    const int numInputs = pass->numInputs();
+    const Schedule::Source* sources = schedule.sources.data() + run.firstSource;
+    for (int i = 0; i < numInputs; ++i)
+        deliverInput(pass, i, i < run.numSources ? sources[i] : Schedule::Source{Schedule::kFromDefault, 0});
+
+    pass->resetNumOutputUsers();
+    const int numOutputs = pass->numOutputs();
+    const Schedule::Users* users = schedule.users.data() + run.firstUsers;
+    for (int u = 0; u < run.numUsers && users[u].output < numOutputs; ++u)
+        pass->setNumOutputUsers(users[u].output, users[u].count);
+    return runPass(run.node, pass, cb);
+}
+
+bool Renderer::Impl::renderScheduled(RenderCallbacks* cb)
+{
+    if (!scheduleIsCurrent())
+        compileSchedule();
+
+    bool ok = schedule.outcome != Schedule::Outcome::NoTarget;
+    if (schedule.outcome == Schedule::Outcome::Walks) {
+        for (const Schedule::Run& run : schedule.runs) {
+            // The flag is read as the running walk reads it, when it reaches
+            // the node.
+            if (enabledFlags.at(run.pass) && !runScheduled(run, cb)) {
+                ok = false;
+                break;
+            }
+        }
+    }
+
+    // As collectOutputs(), also after a failure.
+    for (int i = 0; i < outputs.size(); ++i) {
+        const Schedule::Source& source = schedule.outputSources[size_t(i)];
+        if (source.pass >= 0 && source.index < passes.at(source.pass)->numOutputs())
+            outputs[i] = passes.at(source.pass)->output(source.index);
+    }
+    return ok;
+}
+
+} // namespace Zrn
+} // namespace Morvane

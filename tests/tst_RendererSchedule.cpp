@@ -1,0 +1,254 @@
+// The compiled frame: a frame that replays the recorded schedule makes the
+// same calls as a frame that walks the graph, and the schedule is recorded
+// again exactly when something that decides it has changed.
+
+#include <ZrnCore/Graph.h>
+#include <ZrnCore/Renderer.h>
+
+#include "RenderTestPasses.h"
+
+#include <gtest/gtest.h>
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+
+#include <cstdint>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct FuzzFailure : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace
+
+#define ZRN_FUZZ_FAIL(what) throw FuzzFailure(std::string(__FILE__) + ":" + std::to_string(__LINE__) + ": " + (what))
+#include "../fuzz/fuzz_RendererSchedule.cpp"
+
+using namespace Morvane::Zrn;
+using ZrnTest::RecordingPass;
+using ZrnTest::runCalls;
+
+namespace {
+
+std::string hex(const std::vector<std::uint8_t>& bytes)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    for (std::uint8_t b : bytes) {
+        text += digits[b >> 4];
+        text += digits[b & 15];
+    }
+    return text;
+}
+
+bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
+{
+    try {
+        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    } catch (const FuzzFailure& failure) {
+        ADD_FAILURE() << label << ": " << failure.what() << "\n  input (" << bytes.size()
+                      << " bytes, hex): " << hex(bytes);
+        return false;
+    }
+    return true;
+}
+
+QString s(const char* text)
+{
+    return QString::fromLatin1(text);
+}
+
+// ---------------------------------------------------------------- differential
+
+TEST(RendererScheduleDifferential, SeededGraphsGiveTheSameCallsBothWays)
+{
+    using ZrnRendererScheduleFuzz::totals;
+    totals() = ZrnRendererScheduleFuzz::Totals{};
+    int failures = 0;
+    for (unsigned seed = 1; seed <= 400 && failures < 3; ++seed) {
+        std::mt19937 random(seed);
+        std::vector<std::uint8_t> bytes(300 + random() % 500);
+        for (std::uint8_t& b : bytes)
+            b = std::uint8_t(random());
+        if (!replay(bytes, "seed " + std::to_string(seed)))
+            ++failures;
+    }
+
+    // The seeds reach what is worth comparing: frames that replay a schedule
+    // with passes in it, failing frames and passes that finish late.
+    const ZrnRendererScheduleFuzz::Totals t = totals();
+    EXPECT_GT(t.frames, 4000);
+    EXPECT_GT(t.replayedFrames, t.frames / 3);
+    EXPECT_GT(t.replayedRuns, t.replayedFrames * 3 / 2);
+    EXPECT_GT(t.failedFrames, 80);
+    EXPECT_GT(t.latePolls, 500);
+}
+
+TEST(RendererScheduleDifferential, CorpusGivesTheSameCallsBothWays)
+{
+    const QDir corpus(QStringLiteral(ZRN_RENDERER_SCHEDULE_CORPUS));
+    const QStringList files = corpus.entryList(QDir::Files, QDir::Name);
+    ASSERT_GE(files.size(), 4) << corpus.path().toStdString();
+    for (const QString& name : files) {
+        QFile file(corpus.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
+        const QByteArray data = file.readAll();
+        replay(std::vector<std::uint8_t>(data.begin(), data.end()), name.toStdString());
+    }
+}
+
+TEST(RendererScheduleDifferential, FixedInputsGiveTheSameCallsBothWays)
+{
+    EXPECT_TRUE(replay({}, "empty input"));
+    EXPECT_TRUE(replay(std::vector<std::uint8_t>(512, 0x00), "all zero"));
+    EXPECT_TRUE(replay(std::vector<std::uint8_t>(512, 0xFF), "all 0xff"));
+    std::vector<std::uint8_t> counting(1024);
+    for (size_t i = 0; i < counting.size(); ++i)
+        counting[i] = std::uint8_t(i);
+    EXPECT_TRUE(replay(counting, "counting"));
+}
+
+// ---------------------------------------------------------------- when the schedule is recorded
+
+// A logging renderer with the chain A -> B -> T (T the target, fed by the
+// renderer parameter through A's input, T's output feeding renderer output 0).
+class ScheduleFixture : public ::testing::Test
+{
+protected:
+    QStringList log;
+    ZrnTest::LoggingRenderer renderer{&log};
+    RecordingPass* a = new RecordingPass(s("A"), &log, 1, 1);
+    RecordingPass* b = new RecordingPass(s("B"), &log, 1, 1);
+    RecordingPass* t = new RecordingPass(s("T"), &log, 1, 1);
+    int nodeA = -1;
+    int nodeB = -1;
+    int nodeT = -1;
+
+    void SetUp() override
+    {
+        renderer.addParameter(s("gain"), 5);
+        renderer.addOutput(s("image"));
+        nodeA = renderer.addPass(s("A"), a, Graph::kRootNodeRef);
+        nodeB = renderer.addPass(s("B"), b, Graph::kRootNodeRef);
+        nodeT = renderer.addPass(s("T"), t, Graph::kRootNodeRef);
+        Graph& g = renderer.getGraph();
+        ASSERT_NE(g.addDownEdge(0, nodeA, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addEdge(nodeA, 0, nodeB, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addEdge(nodeB, 0, nodeT, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addUpEdge(0, nodeT, 0), Graph::kInvalidEdgeRef);
+        renderer.setTarget(nodeT);
+    }
+
+    quint64 compilations() const { return Internal::scheduleCompilations(renderer); }
+
+    // Renders one frame and returns its calls.
+    QStringList frame()
+    {
+        log.clear();
+        EXPECT_TRUE(renderer.render(nullptr));
+        return log;
+    }
+};
+
+TEST_F(ScheduleFixture, UnchangedFramesReplayOneRecording)
+{
+    EXPECT_FALSE(Internal::literalFrames(renderer));
+    EXPECT_EQ(compilations(), 0u);
+    for (int n = 1; n <= 3; ++n) {
+        const QStringList expected = QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("5")}, {{0, 1}})
+            + runCalls(s("B"), {QStringLiteral("A.0@%1").arg(n)}, {{0, 1}})
+            + runCalls(s("T"), {QStringLiteral("B.0@%1").arg(n)}) + QStringList{s("R.endFrame()")};
+        EXPECT_EQ(frame(), expected) << "frame " << n;
+        EXPECT_EQ(renderer.output(0), QVariant(QStringLiteral("T.0@%1").arg(n)));
+        EXPECT_EQ(renderer.getNumPasses(), 3);
+    }
+    EXPECT_EQ(compilations(), 1u);
+}
+
+TEST_F(ScheduleFixture, EnabledFlagsAndParametersAreReadLive)
+{
+    frame();
+    renderer.setEnabled(nodeB, false);
+    renderer.setParameter(0, 7);
+    EXPECT_EQ(frame(),
+              QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("7")}, {{0, 1}})
+                  + runCalls(s("T"), {s("T.default0")}) + QStringList{s("R.endFrame()")});
+    renderer.setEnabled(nodeB, true);
+    EXPECT_EQ(frame(),
+              QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("7")}, {{0, 1}})
+                  + runCalls(s("B"), {s("A.0@3")}, {{0, 1}}) + runCalls(s("T"), {s("B.0@2")})
+                  + QStringList{s("R.endFrame()")});
+    EXPECT_EQ(compilations(), 1u);
+}
+
+TEST_F(ScheduleFixture, FailureStopsAReplayedFrameAndOutputsAreStillCopied)
+{
+    frame();
+    b->failWith = 3;
+    log.clear();
+    EXPECT_FALSE(renderer.render(nullptr));
+    EXPECT_EQ(log,
+              QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("5")}, {{0, 1}})
+                  + runCalls(s("B"), {s("A.0@2")}, {{0, 1}}) + QStringList{s("R.endFrame()")});
+    EXPECT_EQ(renderer.output(0), QVariant(s("T.0@1")));
+    EXPECT_EQ(renderer.getNumPasses(), 2);
+    EXPECT_EQ(compilations(), 1u);
+}
+
+TEST_F(ScheduleFixture, EveryChangeThatDecidesTheScheduleRecordsItAgain)
+{
+    frame();
+    renderer.setTarget(nodeT); // the same target: nothing changed
+    frame();
+    EXPECT_EQ(compilations(), 1u);
+
+    renderer.setTarget(nodeB);
+    EXPECT_EQ(frame(),
+              QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("5")}, {{0, 1}}) + runCalls(s("B"), {s("A.0@3")})
+                  + runCalls(s("B"), {s("A.0@3")}) + QStringList{s("R.endFrame()")});
+    EXPECT_EQ(compilations(), 2u);
+
+    renderer.getGraph().setNodeName(nodeA, s("renamed")); // any graph edit
+    frame();
+    EXPECT_EQ(compilations(), 3u);
+
+    renderer.addParameter(s("more"), 1);
+    frame();
+    EXPECT_EQ(compilations(), 4u);
+    renderer.addOutput(s("more"));
+    frame();
+    EXPECT_EQ(compilations(), 5u);
+    renderer.addGroup(s("G"), 0, 0, Graph::kRootNodeRef);
+    frame();
+    EXPECT_EQ(compilations(), 6u);
+    renderer.addPass(s("C"), new RecordingPass(s("C"), &log, 0, 0), Graph::kRootNodeRef);
+    frame();
+    EXPECT_EQ(compilations(), 7u);
+    frame();
+    EXPECT_EQ(compilations(), 7u);
+}
+
+TEST_F(ScheduleFixture, LiteralFramesRecordNothing)
+{
+    Internal::setLiteralFrames(renderer, true);
+    EXPECT_TRUE(Internal::literalFrames(renderer));
+    for (int n = 1; n <= 2; ++n) {
+        EXPECT_EQ(frame(),
+                  QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("5")}, {{0, 1}})
+                      + runCalls(s("B"), {QStringLiteral("A.0@%1").arg(n)}, {{0, 1}})
+                      + runCalls(s("T"), {QStringLiteral("B.0@%1").arg(n)}) + QStringList{s("R.endFrame()")});
+    }
+    EXPECT_EQ(compilations(), 0u);
+    Internal::setLiteralFrames(renderer, false);
+    frame();
+    frame();
+    EXPECT_EQ(compilations(), 1u);
+}
+
+} // namespace
