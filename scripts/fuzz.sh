@@ -6,7 +6,8 @@
 #   scripts/fuzz.sh TARGET [SECONDS] [LIBFUZZER_OPTION...]
 #       Fuzzes TARGET (e.g. fuzz_Renderer) for SECONDS (default 600). The
 #       working corpus is build/fuzz/corpus/TARGET, started from the seed
-#       corpus fuzz/corpus/TARGET when there is one; inputs that crash or
+#       corpus fuzz/corpus/TARGET (or fuzz/corpus/ without the fuzz_ prefix)
+#       when there is one; inputs that crash or
 #       break a rule are written to build/fuzz/artifacts/TARGET/. The last
 #       lines of libFuzzer's report (executions, cov:, ft:) are printed.
 #   scripts/fuzz.sh --replay
@@ -25,6 +26,15 @@ cd "$(dirname "$0")/.." || exit 1
 root=${ZRNCORE_BUILD_ROOT:-build}
 dir=$root/fuzz
 mapfile -t targets < <(for f in fuzz/fuzz_*.cpp; do basename "$f" .cpp; done)
+
+# The seed corpus of a target: fuzz/corpus/fuzz_Name or fuzz/corpus/Name.
+seed_dir() {
+  if [ -d "fuzz/corpus/$1" ]; then
+    echo "fuzz/corpus/$1"
+  else
+    echo "fuzz/corpus/${1#fuzz_}"
+  fi
+}
 
 if [ "${1:-}" = --list ]; then
   printf '%s\n' "${targets[@]}"
@@ -48,7 +58,7 @@ if [ "$1" = --replay ]; then
   cmake --build "$dir" -j"$jobs" --target "${targets[@]}" >/dev/null || { echo "fuzz: build failed" >&2; exit 1; }
   failures=0
   for t in "${targets[@]}"; do
-    seeds=fuzz/corpus/$t
+    seeds=$(seed_dir "$t")
     artifacts=$dir/artifacts/$t
     mkdir -p "$artifacts"
     count=0
@@ -90,7 +100,7 @@ corpus=$dir/corpus/$target
 artifacts=$dir/artifacts/$target
 mkdir -p "$corpus" "$artifacts"
 seeds=()
-[ -d "fuzz/corpus/$target" ] && seeds=("fuzz/corpus/$target")
+[ -d "$(seed_dir "$target")" ] && seeds=("$(seed_dir "$target")")
 log=$dir/$target.log
 echo "fuzz: $target for $seconds s, corpus $corpus, log $log"
 "$dir/fuzz/$target" -max_total_time="$seconds" -print_final_stats=1 -artifact_prefix="$artifacts/" "$@" \
