@@ -1,19 +1,23 @@
 // Frames of the renderer against the floor, and the heap allocations a frame
 // makes.
 //
-// frames/Chain, /Layered, /NestedChain and /NestedLayered sweep the pass graphs of RenderFloor.h (chains and layered
-// graphs, flat and nested two levels deep in groups) at N = 10, 100, 1,000
-// and 10,000 passes. Each benchmark builds the same graph twice, once for
-// render() and once for the floor (every call a frame makes on its passes,
-// precomputed, see Floor), checks that one frame of each makes the same
-// calls with the same values, then times batches of frames of the two in
-// turn, so that both figures and their ratio come from the same stretch of
-// the run. Counters, per pass run:
-//   floor_ns, render_ns    nanoseconds per pass
-//   render_x               render_ns / floor_ns
-//   *_allocs               heap allocations per frame
-// frames/ToggleChain and /ToggleLayered do the same while one pass outside the target's upstream
-// has its enabled flag flipped before every frame of render().
+// frames/Chain, /Layered, /NestedChain and /NestedLayered sweep the pass
+// graphs of RenderFloor.h (chains and layered graphs, flat and nested two
+// levels deep in groups) at N = 10, 100, 1,000 and 10,000 passes. Each
+// benchmark builds the same graph three times: for the floor (every call a
+// frame makes on its passes, precomputed, see Floor), for render() as it
+// runs by default (replaying its recorded schedule), and for render() with
+// literal frames (walking the graph in every frame). It checks that one
+// frame of each makes the same calls with the same values, then times
+// batches of frames of the three in turn, so that the figures and their
+// ratios come from the same stretch of the run. Counters, per pass run:
+//   floor_ns, render_ns, literal_ns   nanoseconds per pass
+//   render_x, literal_x               the same divided by floor_ns
+//   *_allocs                          heap allocations per frame
+//   render_compiles                   schedule recordings per frame
+// frames/ToggleChain and /ToggleLayered do the same while one pass outside
+// the target's upstream has its enabled flag flipped before every frame of
+// render().
 //
 // The older sweeps: BM_FrameChain (a chain of RenderPassHelper passes) and
 // BM_FrameNothingNeeded (a frame that needs no pass), with allocations per
@@ -25,6 +29,7 @@
 #include "BenchClock.h"
 #include "BenchSizes.h"
 #include "RenderFloor.h"
+#include "RendererHooks_p.h"
 
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/RenderPassHelper.h>
@@ -130,8 +135,10 @@ using ZrnBench::PassGraphSpec;
 using ZrnBench::Shape;
 
 // The ways a frame is made, timed in turn.
-enum Mode { FloorFrame, RenderFrame, NumModes };
-const char* const kModeNames[NumModes] = {"floor", "render"};
+// render() makes its frames from a recorded schedule by default; the
+// literal frame walks the graph in every frame.
+enum Mode { FloorFrame, RenderFrame, LiteralFrame, NumModes };
+const char* const kModeNames[NumModes] = {"floor", "render", "literal"};
 
 struct FrameRig
 {
@@ -182,6 +189,7 @@ std::string prepare(FrameRig& rig, const PassGraphSpec& spec)
     rig.floorGraph.renderer->setup(nullptr);
     for (int mode = RenderFrame; mode < NumModes; ++mode) {
         rig.graphs[mode] = ZrnBench::buildPassGraph(spec);
+        Morvane::Zrn::Internal::setLiteralFrames(*rig.graphs[mode].renderer, mode == LiteralFrame);
         rig.graphs[mode].renderer->setup(nullptr);
     }
 
@@ -222,10 +230,11 @@ void frames(benchmark::State& state, Shape shape, bool nested, bool toggle)
     }
 
     const int passes = rig.floorGraph.passCount;
-    const int batch = std::max(1, 20000 / passes);
+    const int batch = ZrnBench::isSmokeRun() ? 1 : std::max(1, 20000 / passes);
     double seconds[NumModes] = {};
     long long allocations[NumModes] = {};
     long long framesPerMode = 0;
+    const quint64 compilationsBefore = Morvane::Zrn::Internal::scheduleCompilations(*rig.graphs[RenderFrame].renderer);
     int rotation = 0;
     for (auto _ : state) {
         double renderSeconds = 0.0;
@@ -253,6 +262,10 @@ void frames(benchmark::State& state, Shape shape, bool nested, bool toggle)
         state.counters[name + "_allocs"] = double(allocations[mode]) / double(framesPerMode);
     }
     state.counters["render_x"] = seconds[RenderFrame] / seconds[FloorFrame];
+    state.counters["literal_x"] = seconds[LiteralFrame] / seconds[FloorFrame];
+    const quint64 compilations =
+        Morvane::Zrn::Internal::scheduleCompilations(*rig.graphs[RenderFrame].renderer) - compilationsBefore;
+    state.counters["render_compiles"] = double(compilations) / double(framesPerMode);
     state.counters["passes"] = passes;
     state.counters["frames"] = double(framesPerMode);
     for (int mode = FloorFrame; mode < NumModes; ++mode) {

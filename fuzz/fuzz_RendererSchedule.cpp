@@ -15,7 +15,7 @@
 //
 // Built as a libFuzzer target with clang (ZRNCORE_BUILD_FUZZERS=ON), and
 // replayed by tests/tst_RendererSchedule.cpp on seeded inputs and on the
-// corpus in fuzz/corpus/RendererSchedule, which defines ZRN_FUZZ_FAIL to
+// corpus in fuzz/corpus/fuzz_RendererSchedule, which defines ZRN_FUZZ_FAIL to
 // turn a difference into a test failure.
 
 #include <ZrnCore/Graph.h>

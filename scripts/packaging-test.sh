@@ -66,6 +66,7 @@ pcfile=$(find "$prefix" -name ZrnCore.pc | head -n 1)
 installed_files() {
   local missing=0 f
   for f in "$libdir/libZrnCore.so" "$libdir/libZrnCore.so.$major_minor" "$libdir/libZrnCore.so.$version" \
+      "$libdir/libZrnCoreQt.so.$version" "$prefix/include/ZrnCore/zrncoreqt_export.h" \
       "$prefix/include/ZrnCore/zrncore_export.h" "$prefix/include/ZrnCore/Version.h"; do
     [ -e "$f" ] || { echo "missing: ${f#"$prefix"/}"; missing=1; }
   done
@@ -114,6 +115,26 @@ consumer_pkgconfig() {
     && run_consumer "$work/zrn-consumer-pc"
 }
 check "consumer built with g++ and pkg-config runs and prints the expected line" consumer_pkgconfig
+
+# ---------------------------------------------------------------- Qt mismatch
+# A consumer on the other Qt major version must be refused by
+# find_package(ZrnCore) with a message naming both, and no build files.
+other=$((qt == 5 ? 6 : 5))
+consumer_other_qt() {
+  if cmake -S tests/packaging/qt-mismatch -B "$work/mismatch" -DCMAKE_PREFIX_PATH="$prefix" -DQT_MAJOR="$other"; then
+    echo "configuring a Qt $other consumer succeeded"
+    return 1
+  fi
+  [ ! -e "$work/mismatch/Makefile" ] && [ ! -e "$work/mismatch/build.ninja" ] \
+    || { echo "build files were written"; return 1; }
+  tr '\n' ' ' <"$log" | tr -s ' ' | grep -q "ZrnCore was built with Qt $qt, but this project uses Qt $other\." \
+    || { echo "the message naming both Qt versions is missing"; return 1; }
+}
+if [ -n "$(find /usr/lib /usr/local/lib /usr/lib64 -path "*/cmake/Qt$other/Qt${other}Config.cmake" 2>/dev/null | head -n 1)" ]; then
+  check "a Qt $other consumer is refused by find_package(ZrnCore) with a clear message" consumer_other_qt
+else
+  echo "SKIP  packaging Qt $qt: no Qt $other installed for the mismatch check"
+fi
 
 echo "packaging Qt $qt: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

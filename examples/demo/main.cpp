@@ -317,6 +317,17 @@ int main(int argc, char* argv[])
         std::fprintf(stderr, "zrn-demo: could not connect %s\n", missing.toLocal8Bit().constData());
         return ExitFailed;
     }
+    // Anything suspicious in the composition goes to stderr; a sound
+    // pipeline, like this one, prints nothing here. The exposure key is left
+    // at its default on purpose, so that finding is expected.
+    for (const Morvane::Zrn::SetupFinding& finding : renderer.checkSetup()) {
+        if (finding.issue == Morvane::Zrn::SetupIssue::UnfedInput && finding.node == pipeline.exposure
+            && finding.port == 1) {
+            continue;
+        }
+        std::fprintf(stderr, "zrn-demo: setup: %s: %s\n", finding.path.toLocal8Bit().constData(),
+                     finding.message.toLocal8Bit().constData());
+    }
 
     print(QStringLiteral("zrn-demo: %1 frames of %2x%3, box blur radius %4, output in %5\n\n")
               .arg(options.frames)

@@ -7,6 +7,8 @@
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
+#include <memory>
+
 namespace Morvane {
 namespace Zrn {
 
@@ -27,11 +29,17 @@ namespace Zrn {
 /// stable until purge() renumbers them.
 ///
 /// Checking: only the isValid...() operations check their arguments. The
-/// other accessors take valid references as a precondition; they trip a
-/// Q_ASSERT in debug builds and are unchecked in release builds. The
-/// creating operations addEdge(), addDownEdge() and addUpEdge() are guarded:
-/// they refuse (return kInvalidEdgeRef, change nothing) when given a
-/// reference that does not name a live node or an existing port, -1 included.
+/// other accessors take valid references as a precondition and trip a
+/// Q_ASSERT in debug builds. In release builds they never touch memory
+/// outside the graph's storage: a node, edge, port, group or position that
+/// lies outside it gets a neutral answer (0 for a count, -1 for a reference,
+/// index, group or value, an empty name, false), and a setter, creating or
+/// removing operation given one changes nothing (a creating one returns -1).
+/// A node or edge that was removed but not yet purged is inside the storage:
+/// its records are read and written as they stand. The creating operations
+/// addEdge(), addDownEdge() and addUpEdge() are guarded in every build: they
+/// refuse (return kInvalidEdgeRef, change nothing) when given a reference
+/// that does not name a live node or an existing port, -1 included.
 ///
 /// Threads: no locks. Mutators need exclusive access; the const operations
 /// may run side by side on a graph that no thread changes.
@@ -216,7 +224,9 @@ public:
     /// breadth-first along regular edges; with `throughHierarchy` the search
     /// also climbs down edges and descends up edges and queues the innermost
     /// producing node of each value (an enclosing node whose output is
-    /// produced inside it is never itself compared with `a`). `b` must be valid.
+    /// produced inside it is never itself compared with `a`). `b` must be
+    /// valid; in a release build a `b` outside the storage has no inputs, so
+    /// the answer is whether `a` equals it.
     bool precedes(int a, int b, bool throughHierarchy) const;
 
     /// Creates a regular edge from output `srcOutput` of `srcNode` to input
@@ -362,7 +372,10 @@ public:
     // ------------------------------------------------------------ walk primitives
     // Each takes a port by reference, moves it along the edges that feed it
     // and returns whether it moved; on false the arguments are unchanged
-    // (except for walkToSourceNode). The port must exist. Nothing allocates.
+    // (except for walkToSourceNode). The port must exist; in a release build
+    // a port outside the storage counts as unfed (false, no move). A port
+    // that an edge still names after removeInput() or removeOutput() erased
+    // it counts as unfed too, so the walk stops there. Nothing allocates.
 
     /// From input `index` of `node`, steps once across a regular edge to the
     /// sibling output that feeds it.
@@ -380,9 +393,9 @@ public:
     bool walkToSourceNode(int& node, int& index) const;
 
 private:
-    struct Impl;
-    friend struct GraphStorage; // the library's own read access to Impl
-    Impl* d;
+    struct ZRNCORE_NO_EXPORT Impl; // the library's own, called directly
+    friend struct GraphStorage;    // the library's own read access to Impl
+    std::unique_ptr<Impl> d;
 };
 
 } // namespace Zrn

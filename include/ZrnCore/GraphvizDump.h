@@ -28,11 +28,14 @@ class Graph;
 /// line, in the order first met. Nested nodes are not listed, and the edge
 /// kind is not checked, so an up edge into the root's output names the root
 /// (empty by default). Names are written as local 8-bit text, unescaped.
-/// Changes nothing. `graph` must not be null.
+/// Changes nothing. `graph` must not be null: a null pointer trips a
+/// Q_ASSERT in debug builds and writes nothing in release builds.
 ZRNCORE_EXPORT void dumpAsGraphviz(const Graph* graph);
 
 /// Returns the lines that dumpAsGraphviz() writes, each followed by "\n",
-/// read back from local 8-bit text. `graph` must not be null.
+/// read back from local 8-bit text. `graph` must not be null: a null
+/// pointer trips a Q_ASSERT in debug builds and gives an empty string in
+/// release builds.
 ZRNCORE_EXPORT QString graphvizText(const Graph* graph);
 
 } // namespace Zrn

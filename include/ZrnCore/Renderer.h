@@ -4,17 +4,21 @@
 #include <ZrnCore/zrncore_export.h>
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/RenderPass.h>
+#include <ZrnCore/RendererCheck.h>
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QVariant>
+#include <QtCore/QVector>
 
 #include <memory>
 
 namespace Morvane {
 namespace Zrn {
 
+class FrameReport;
+class FrameTrace;
 class Graph;
 namespace Internal {
 struct RendererAccess;
@@ -154,6 +158,16 @@ public:
     /// from the top level down to `node`, joined by '/'; empty for the root
     /// and for a node that is not valid.
     QString passPath(int node) const;
+    /// Lists what is wrong or suspicious in the renderer's composition, each
+    /// finding with its node's path and a sentence; empty when all is well.
+    /// Changes nothing and calls no pass. In this order: the target (none,
+    /// invalid, the root, a group); then each renderer output in index order
+    /// (produced by no pass, or by a pass that is not upstream of the
+    /// target, which makes the target run once more each frame); then each
+    /// node in reference order: a pass object added before under another
+    /// node, a group with unnamed ports, a disabled pass that feeds other
+    /// passes, and each pass input that gets its default every frame.
+    QVector<SetupFinding> checkSetup() const;
     /// Returns the frame statistics of the pass of `node` when that pass is
     /// a RenderPassHelper; otherwise (a pass of another kind, a group, the
     /// root, an invalid node) a record of no frames, whose count(), sum()
@@ -194,6 +208,31 @@ public:
     const QElapsedTimer& frameTimer() const { return m_frameStats.timer(); }
     QElapsedTimer& frameTimer() { return m_frameStats.timer(); }
     ///@}
+
+    // ------------------------------------------------------------ frame report and trace
+    /// Turns the frame report on or off; it is off when the renderer is made.
+    /// While it is on, each render() records into frameReport() which passes
+    /// the frame needed, ran, skipped and failed, and the times of the frame
+    /// and of each run, in wall-clock milliseconds and in frame-time units
+    /// (about twice the milliseconds, see FrameStatistics). Recording calls
+    /// no pass and changes nothing the passes see.
+    void setFrameReportEnabled(bool on);
+    /// Returns whether the frame report is on.
+    bool isFrameReportEnabled() const;
+    /// Returns the report of the last frame rendered while the report was
+    /// on; an empty report (FrameReport::isValid() false) before that. The
+    /// next such frame overwrites it: copy it to keep it.
+    const FrameReport& frameReport() const;
+    /// Records the next `numFrames` frames into frameTrace(), replacing the
+    /// trace recorded before; storage for them is reserved here. With
+    /// `numFrames` <= 0, stops a trace in progress and keeps what it has.
+    void startFrameTrace(int numFrames);
+    /// Returns how many frames the trace in progress will still record (0
+    /// when none is in progress).
+    int frameTraceFramesLeft() const;
+    /// Returns the trace recorded by startFrameTrace(), complete or in
+    /// progress (empty before any).
+    const FrameTrace& frameTrace() const;
 
     // ------------------------------------------------------------ composition
     /// Adds an input named `name`, in no group, to the root node and records

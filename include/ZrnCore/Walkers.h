@@ -3,30 +3,33 @@
 
 #include <ZrnCore/zrncore_export.h>
 
+#include <memory>
+
+/// \file
+/// The walkers: three iterators over the nodes of a Graph. Each keeps a reference to the
+/// graph, which must outlive the walker and must not change while it is in
+/// use. Use them as:
+///
+///     for (BottomUpInputWalker w(graph, node, true); w.valid(); w.next())
+///         use(w.node());
+///
+/// The walking step of the two input walkers, for input i of node n: with
+/// `followSources` true the input's source is traced through the hierarchy to
+/// the innermost node that produces it (Graph::walkToSourceNode()); with it
+/// false only a sibling that feeds the input through a regular edge is found
+/// (Graph::walkAcross()). Every input starts afresh from (n, i).
+///
+/// A walker allocates its tables when it is constructed (a visited mark per
+/// node slot, numNodesGlobal(); the breadth-first walker also an int queue of
+/// numNodesGlobal() + 1) and its stack of frames as it goes. Memory exhaustion
+/// is not turned into an end of the walk: it is left to the allocator, as
+/// everywhere else in the library. A walker belongs to one thread; several
+/// walkers may read one unchanging graph at once.
+
 namespace Morvane {
 namespace Zrn {
 
 class Graph;
-
-// Three iterators over the nodes of a Graph. Each keeps a reference to the
-// graph, which must outlive the walker and must not change while it is in
-// use. Use them as:
-//
-//     for (BottomUpInputWalker w(graph, node, true); w.valid(); w.next())
-//         use(w.node());
-//
-// The walking step of the two input walkers, for input i of node n: with
-// `followSources` true the input's source is traced through the hierarchy to
-// the innermost node that produces it (Graph::walkToSourceNode()); with it
-// false only a sibling that feeds the input through a regular edge is found
-// (Graph::walkAcross()). Every input starts afresh from (n, i).
-//
-// A walker allocates its tables when it is constructed (one byte per node
-// slot, numNodesGlobal(); the breadth-first walker also an int queue of
-// numNodesGlobal() + 1) and its stack of frames as it goes. Memory exhaustion
-// is not turned into an end of the walk: it is left to the allocator, as
-// everywhere else in the library. A walker belongs to one thread; several
-// walkers may read one unchanging graph at once.
 
 /// Visits `node`, then the nodes feeding its inputs level by level, each node
 /// once, in order of discovery by input index.
@@ -51,8 +54,8 @@ public:
     void next();
 
 private:
-    struct Impl;
-    Impl* d;
+    struct ZRNCORE_NO_EXPORT Impl;
+    std::unique_ptr<Impl> d;
 };
 
 /// Visits the nodes upstream of `node` depth first, each after everything
@@ -97,8 +100,8 @@ public:
     void pop();
 
 private:
-    struct Impl;
-    Impl* d;
+    struct ZRNCORE_NO_EXPORT Impl;
+    std::unique_ptr<Impl> d;
 };
 
 /// Visits the subtree of `node` in post-order: the deepest first child first,
@@ -137,8 +140,8 @@ public:
     void pop();
 
 private:
-    struct Impl;
-    Impl* d;
+    struct ZRNCORE_NO_EXPORT Impl;
+    std::unique_ptr<Impl> d;
 };
 
 } // namespace Zrn

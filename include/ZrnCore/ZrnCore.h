@@ -8,7 +8,9 @@
 
 #include <ZrnCore/Core.h>
 #include <ZrnCore/EdgeCheck.h>
+#include <ZrnCore/FrameReport.h>
 #include <ZrnCore/FrameStatistics.h>
+#include <ZrnCore/FrameTrace.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/GraphDocument.h>
 #include <ZrnCore/GraphPicture.h>
@@ -16,6 +18,7 @@
 #include <ZrnCore/RenderPass.h>
 #include <ZrnCore/RenderPassHelper.h>
 #include <ZrnCore/Renderer.h>
+#include <ZrnCore/RendererCheck.h>
 #include <ZrnCore/Walkers.h>
 
 #endif // ZRNCORE_ZRNCORE_H

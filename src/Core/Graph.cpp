@@ -65,24 +65,14 @@ void unlinkSource(std::vector<Port>& ports, int index, int edge)
 
 } // namespace
 
-int Graph::Impl::inputNamed(int n, const QString& name) const
+int Graph::Impl::portNamed(int n, Side side, const QString& name) const
 {
-    return inStorage(n) ? firstNamed(node(n).inputs, name) : -1;
+    return inStorage(n) ? firstNamed(node(n).ports(side), name) : -1;
 }
 
-int Graph::Impl::outputNamed(int n, const QString& name) const
+int Graph::Impl::groupNamed(int n, Side side, const QString& name) const
 {
-    return inStorage(n) ? firstNamed(node(n).outputs, name) : -1;
-}
-
-int Graph::Impl::inputGroupNamed(int n, const QString& name) const
-{
-    return inStorage(n) ? firstNamed(node(n).inputGroups, name) : -1;
-}
-
-int Graph::Impl::outputGroupNamed(int n, const QString& name) const
-{
-    return inStorage(n) ? firstNamed(node(n).outputGroups, name) : -1;
+    return inStorage(n) ? firstNamed(node(n).groups(side), name) : -1;
 }
 
 void removeEdgesAt(Graph& graph, Port& port)
@@ -103,8 +93,6 @@ void removeEdgesAt(Graph& graph, Port& port)
 #define ZRN_ASSERT_NODE(n) Q_ASSERT_X(d->validNode(n), Q_FUNC_INFO, "invalid node reference")
 #define ZRN_ASSERT_INPUT(n, i) \
     Q_ASSERT_X(d->validNode(n) && inRange(i, d->node(n).inputs.size()), Q_FUNC_INFO, "invalid input")
-#define ZRN_ASSERT_OUTPUT(n, o) \
-    Q_ASSERT_X(d->validNode(n) && inRange(o, d->node(n).outputs.size()), Q_FUNC_INFO, "invalid output")
 
 Graph::Graph()
     : d(new Impl)
@@ -112,10 +100,7 @@ Graph::Graph()
     d->nodes.emplace_back(); // the root: empty name, parent -1, value -1
 }
 
-Graph::~Graph()
-{
-    delete d;
-}
+Graph::~Graph() = default;
 
 // ---------------------------------------------------------------- storage
 
@@ -145,10 +130,17 @@ quint64 Graph::revision() const
 }
 
 // ---------------------------------------------------------------- nodes
+//
+// A reference or index outside the storage trips the Q_ASSERT in a debug
+// build and gets a neutral answer in a release build (Graph.h), so that no
+// misuse reads or writes memory that is not there. A removed node's slot is
+// inside the storage: it is read as it stands.
 
 int Graph::addNode(const QString& name, int numInputs, int numOutputs, int parent)
 {
     ZRN_ASSERT_NODE(parent);
+    if (!d->inStorage(parent))
+        return kInvalidNodeRef;
     d->changed();
     const int ref = int(d->nodes.size());
     Node node;
@@ -165,22 +157,27 @@ int Graph::addNode(const QString& name, int numInputs, int numOutputs, int paren
 int Graph::numNodes(int parent) const
 {
     ZRN_ASSERT_NODE(parent);
-    return int(d->node(parent).children.size());
+    const Node* p = d->nodeAt(parent);
+    return p ? int(p->children.size()) : 0;
 }
 
 int Graph::getNode(int index, int parent) const
 {
     ZRN_ASSERT_NODE(parent);
-    Q_ASSERT_X(inRange(index, d->node(parent).children.size()), Q_FUNC_INFO, "child position out of range");
-    return d->node(parent).children[size_t(index)];
+    const Node* p = d->nodeAt(parent);
+    Q_ASSERT_X(p && inRange(index, p->children.size()), Q_FUNC_INFO, "child position out of range");
+    return p && inRange(index, p->children.size()) ? p->children[size_t(index)] : kInvalidNodeRef;
 }
 
 int Graph::findNode(const QString& name, int parent) const
 {
     ZRN_ASSERT_NODE(parent);
+    const Node* p = d->nodeAt(parent);
+    if (!p)
+        return kInvalidNodeRef;
     // purge() can leave entries in a children list that name no slot (-1);
     // they have no name to match.
-    for (int child : d->node(parent).children) {
+    for (int child : p->children) {
         if (d->inStorage(child) && d->node(child).name == name)
             return child;
     }
@@ -189,36 +186,36 @@ int Graph::findNode(const QString& name, int parent) const
 
 int Graph::indexOfNode(int node) const
 {
-    Q_ASSERT_X(inRange(node, d->nodes.size()), Q_FUNC_INFO, "node reference out of range");
-    const int parent = d->parentOf(node);
+    Q_ASSERT_X(d->inStorage(node), Q_FUNC_INFO, "node reference out of range");
     // purge() leaves parent fields as they were, so the old parent slot may
     // lie beyond the compacted storage: then there is no list to look in.
-    if (!inRange(parent, d->nodes.size()))
+    const Node* parent = d->nodeAt(d->storedParent(node));
+    if (!parent)
         return -1;
-    const std::vector<int>& siblings = d->node(parent).children;
+    const std::vector<int>& siblings = parent->children;
     const auto it = std::find(siblings.begin(), siblings.end(), node);
     return it == siblings.end() ? -1 : int(it - siblings.begin());
 }
 
 int Graph::parentNode(int node) const
 {
-    Q_ASSERT_X(inRange(node, d->nodes.size()), Q_FUNC_INFO, "node reference out of range");
-    return d->parentOf(node);
+    Q_ASSERT_X(d->inStorage(node), Q_FUNC_INFO, "node reference out of range");
+    return d->storedParent(node);
 }
 
 bool Graph::contains(int ancestor, int node) const
 {
-    Q_ASSERT_X(inRange(node, d->nodes.size()), Q_FUNC_INFO, "node reference out of range");
+    Q_ASSERT_X(d->inStorage(node), Q_FUNC_INFO, "node reference out of range");
     // In a tree the climb ends at the root within numNodesGlobal() steps.
     // After purge(), which leaves parent fields as they were, a stale parent
     // may lie outside the storage or lead round in a circle: the climb then
     // stops there and answers false rather than read past the end or never
     // return.
     size_t steps = d->nodes.size();
-    for (int p = d->parentOf(node); p != kInvalidNodeRef; p = d->parentOf(p)) {
+    for (int p = d->storedParent(node); p != kInvalidNodeRef; p = d->parentOf(p)) {
         if (p == ancestor)
             return true;
-        if (!inRange(p, d->nodes.size()) || steps-- == 0)
+        if (!d->inStorage(p) || steps-- == 0)
             return false;
     }
     return false;
@@ -227,27 +224,33 @@ bool Graph::contains(int ancestor, int node) const
 QString Graph::nodeName(int node) const
 {
     ZRN_ASSERT_NODE(node);
-    return d->node(node).name;
+    const Node* n = d->nodeAt(node);
+    return n ? n->name : QString();
 }
 
 void Graph::setNodeName(int node, const QString& name)
 {
     ZRN_ASSERT_NODE(node);
-    d->changed();
-    d->node(node).name = name;
+    if (Node* n = d->nodeAt(node)) {
+        d->changed();
+        n->name = name;
+    }
 }
 
 int Graph::nodeValue(int node) const
 {
     ZRN_ASSERT_NODE(node);
-    return d->node(node).value;
+    const Node* n = d->nodeAt(node);
+    return n ? n->value : -1;
 }
 
 void Graph::setNodeValue(int node, int value)
 {
     ZRN_ASSERT_NODE(node);
-    d->changed();
-    d->node(node).value = value;
+    if (Node* n = d->nodeAt(node)) {
+        d->changed();
+        n->value = value;
+    }
 }
 
 bool Graph::isValidNode(int node) const
@@ -256,201 +259,310 @@ bool Graph::isValidNode(int node) const
 }
 
 // ---------------------------------------------------------------- ports and groups
+//
+// The input and output twins share one implementation each, parameterised by
+// the side; the public members only forward.
+
+namespace {
+
+[[maybe_unused]] const char* invalidPortText(Side side)
+{
+    return side == Side::Input ? "invalid input" : "invalid output";
+}
+
+[[maybe_unused]] const char* invalidGroupText(Side side)
+{
+    return side == Side::Input ? "invalid input group" : "invalid output group";
+}
+
+[[maybe_unused]] const char* invalidDestinationText(Side side)
+{
+    return side == Side::Input ? "invalid input destination" : "invalid output destination";
+}
+
+} // namespace
+
+#define ZRN_ASSERT_LIVE(n) Q_ASSERT_X(validNode(n), Q_FUNC_INFO, "invalid node reference")
+#define ZRN_ASSERT_PORT(n, side, i) Q_ASSERT_X(validPort(n, side, i), Q_FUNC_INFO, invalidPortText(side))
+#define ZRN_ASSERT_GROUP(n, side, g) Q_ASSERT_X(validGroup(n, side, g), Q_FUNC_INFO, invalidGroupText(side))
+
+int Graph::Impl::addPort(int n, Side side, const QString& name, int group)
+{
+    ZRN_ASSERT_LIVE(n);
+    Node* owner = nodeAt(n);
+    if (!owner)
+        return -1;
+    changed();
+    std::vector<Port>& ports = owner->ports(side);
+    ports.emplace_back();
+    ports.back().name = name;
+    ports.back().group = group;
+    return int(ports.size()) - 1;
+}
+
+int Graph::Impl::addGroup(int n, Side side, const QString& name)
+{
+    ZRN_ASSERT_LIVE(n);
+    Node* owner = nodeAt(n);
+    if (!owner)
+        return kInvalidGroupRef;
+    changed();
+    owner->groups(side).push_back(name);
+    return int(owner->groups(side).size()) - 1;
+}
+
+int Graph::Impl::numPorts(int n, Side side) const
+{
+    ZRN_ASSERT_LIVE(n);
+    const Node* owner = nodeAt(n);
+    return owner ? int(owner->ports(side).size()) : 0;
+}
+
+int Graph::Impl::numGroups(int n, Side side) const
+{
+    ZRN_ASSERT_LIVE(n);
+    const Node* owner = nodeAt(n);
+    return owner ? int(owner->groups(side).size()) : 0;
+}
+
+int Graph::Impl::findPort(int n, Side side, const QString& name) const
+{
+    ZRN_ASSERT_LIVE(n);
+    return portNamed(n, side, name);
+}
+
+int Graph::Impl::findGroup(int n, Side side, const QString& name) const
+{
+    ZRN_ASSERT_LIVE(n);
+    return groupNamed(n, side, name);
+}
+
+QString Graph::Impl::portName(int n, Side side, int i) const
+{
+    ZRN_ASSERT_PORT(n, side, i);
+    const Port* port = portAt(n, side, i);
+    return port ? port->name : QString();
+}
+
+void Graph::Impl::setPortName(int n, Side side, int i, const QString& name)
+{
+    ZRN_ASSERT_PORT(n, side, i);
+    if (Port* port = portAt(n, side, i)) {
+        changed();
+        port->name = name;
+    }
+}
+
+int Graph::Impl::portGroup(int n, Side side, int i) const
+{
+    ZRN_ASSERT_PORT(n, side, i);
+    const Port* port = portAt(n, side, i);
+    return port ? port->group : kInvalidGroupRef;
+}
+
+QString Graph::Impl::groupName(int n, Side side, int g) const
+{
+    ZRN_ASSERT_GROUP(n, side, g);
+    const Node* owner = nodeAt(n);
+    return owner && inRange(g, owner->groups(side).size()) ? owner->groups(side)[size_t(g)] : QString();
+}
+
+void Graph::Impl::setGroupName(int n, Side side, int g, const QString& name)
+{
+    ZRN_ASSERT_GROUP(n, side, g);
+    Node* owner = nodeAt(n);
+    if (owner && inRange(g, owner->groups(side).size())) {
+        changed();
+        owner->groups(side)[size_t(g)] = name;
+    }
+}
+
+int Graph::Impl::portSource(int n, Side side, int i) const
+{
+    ZRN_ASSERT_PORT(n, side, i);
+    return sourceAt(n, side, i);
+}
+
+int Graph::Impl::numPortDestinations(int n, Side side, int i) const
+{
+    ZRN_ASSERT_PORT(n, side, i);
+    const Port* port = portAt(n, side, i);
+    return port ? int(port->destinations.size()) : 0;
+}
+
+int Graph::Impl::portDestination(int n, Side side, int i, int index) const
+{
+    Q_ASSERT_X(validPortDestination(n, side, i, index), Q_FUNC_INFO, invalidDestinationText(side));
+    const Port* port = portAt(n, side, i);
+    return port && inRange(index, port->destinations.size()) ? port->destinations[size_t(index)] : kInvalidEdgeRef;
+}
+
+bool Graph::Impl::validPortDestination(int n, Side side, int i, int index) const
+{
+    return validPort(n, side, i) && inRange(index, node(n).ports(side)[size_t(i)].destinations.size());
+}
 
 int Graph::addInput(int node, const QString& name, int group)
 {
-    ZRN_ASSERT_NODE(node);
-    d->changed();
-    std::vector<Port>& inputs = d->node(node).inputs;
-    inputs.emplace_back();
-    inputs.back().name = name;
-    inputs.back().group = group;
-    return int(inputs.size()) - 1;
+    return d->addPort(node, Side::Input, name, group);
 }
 
 int Graph::addOutput(int node, const QString& name, int group)
 {
-    ZRN_ASSERT_NODE(node);
-    d->changed();
-    std::vector<Port>& outputs = d->node(node).outputs;
-    outputs.emplace_back();
-    outputs.back().name = name;
-    outputs.back().group = group;
-    return int(outputs.size()) - 1;
+    return d->addPort(node, Side::Output, name, group);
 }
 
 int Graph::addInputGroup(int node, const QString& name)
 {
-    ZRN_ASSERT_NODE(node);
-    d->changed();
-    d->node(node).inputGroups.push_back(name);
-    return int(d->node(node).inputGroups.size()) - 1;
+    return d->addGroup(node, Side::Input, name);
 }
 
 int Graph::addOutputGroup(int node, const QString& name)
 {
-    ZRN_ASSERT_NODE(node);
-    d->changed();
-    d->node(node).outputGroups.push_back(name);
-    return int(d->node(node).outputGroups.size()) - 1;
+    return d->addGroup(node, Side::Output, name);
 }
 
 int Graph::numInputs(int node) const
 {
-    ZRN_ASSERT_NODE(node);
-    return int(d->node(node).inputs.size());
+    return d->numPorts(node, Side::Input);
 }
 
 int Graph::numOutputs(int node) const
 {
-    ZRN_ASSERT_NODE(node);
-    return int(d->node(node).outputs.size());
+    return d->numPorts(node, Side::Output);
 }
 
 int Graph::numInputGroups(int node) const
 {
-    ZRN_ASSERT_NODE(node);
-    return int(d->node(node).inputGroups.size());
+    return d->numGroups(node, Side::Input);
 }
 
 int Graph::numOutputGroups(int node) const
 {
-    ZRN_ASSERT_NODE(node);
-    return int(d->node(node).outputGroups.size());
+    return d->numGroups(node, Side::Output);
 }
 
 int Graph::findInput(int node, const QString& name) const
 {
-    ZRN_ASSERT_NODE(node);
-    return firstNamed(d->node(node).inputs, name);
+    return d->findPort(node, Side::Input, name);
 }
 
 int Graph::findOutput(int node, const QString& name) const
 {
-    ZRN_ASSERT_NODE(node);
-    return firstNamed(d->node(node).outputs, name);
+    return d->findPort(node, Side::Output, name);
 }
 
 int Graph::findInputGroup(int node, const QString& name) const
 {
-    ZRN_ASSERT_NODE(node);
-    return firstNamed(d->node(node).inputGroups, name);
+    return d->findGroup(node, Side::Input, name);
 }
 
 int Graph::findOutputGroup(int node, const QString& name) const
 {
-    ZRN_ASSERT_NODE(node);
-    return firstNamed(d->node(node).outputGroups, name);
+    return d->findGroup(node, Side::Output, name);
 }
 
 QString Graph::inputName(int node, int input) const
 {
-    ZRN_ASSERT_INPUT(node, input);
-    return d->node(node).inputs[size_t(input)].name;
+    return d->portName(node, Side::Input, input);
 }
 
 QString Graph::outputName(int node, int output) const
 {
-    ZRN_ASSERT_OUTPUT(node, output);
-    return d->node(node).outputs[size_t(output)].name;
+    return d->portName(node, Side::Output, output);
 }
 
 void Graph::setInputName(int node, int input, const QString& name)
 {
-    ZRN_ASSERT_INPUT(node, input);
-    d->changed();
-    d->node(node).inputs[size_t(input)].name = name;
+    d->setPortName(node, Side::Input, input, name);
 }
 
 void Graph::setOutputName(int node, int output, const QString& name)
 {
-    ZRN_ASSERT_OUTPUT(node, output);
-    d->changed();
-    d->node(node).outputs[size_t(output)].name = name;
+    d->setPortName(node, Side::Output, output, name);
 }
 
 int Graph::inputGroup(int node, int input) const
 {
-    ZRN_ASSERT_INPUT(node, input);
-    return d->node(node).inputs[size_t(input)].group;
+    return d->portGroup(node, Side::Input, input);
 }
 
 int Graph::outputGroup(int node, int output) const
 {
-    ZRN_ASSERT_OUTPUT(node, output);
-    return d->node(node).outputs[size_t(output)].group;
+    return d->portGroup(node, Side::Output, output);
 }
 
 QString Graph::inputGroupName(int node, int group) const
 {
-    Q_ASSERT_X(isValidInputGroup(node, group), Q_FUNC_INFO, "invalid input group");
-    return d->node(node).inputGroups[size_t(group)];
+    return d->groupName(node, Side::Input, group);
 }
 
 QString Graph::outputGroupName(int node, int group) const
 {
-    Q_ASSERT_X(isValidOutputGroup(node, group), Q_FUNC_INFO, "invalid output group");
-    return d->node(node).outputGroups[size_t(group)];
+    return d->groupName(node, Side::Output, group);
 }
 
 void Graph::setInputGroupName(int node, int group, const QString& name)
 {
-    Q_ASSERT_X(isValidInputGroup(node, group), Q_FUNC_INFO, "invalid input group");
-    d->changed();
-    d->node(node).inputGroups[size_t(group)] = name;
+    d->setGroupName(node, Side::Input, group, name);
 }
 
 void Graph::setOutputGroupName(int node, int group, const QString& name)
 {
-    Q_ASSERT_X(isValidOutputGroup(node, group), Q_FUNC_INFO, "invalid output group");
-    d->changed();
-    d->node(node).outputGroups[size_t(group)] = name;
+    d->setGroupName(node, Side::Output, group, name);
 }
 
 bool Graph::isValidInput(int node, int input) const
 {
-    return d->validNode(node) && inRange(input, d->node(node).inputs.size());
+    return d->validPort(node, Side::Input, input);
 }
 
 bool Graph::isValidOutput(int node, int output) const
 {
-    return d->validNode(node) && inRange(output, d->node(node).outputs.size());
+    return d->validPort(node, Side::Output, output);
 }
 
 bool Graph::isValidInputGroup(int node, int group) const
 {
-    return d->validNode(node) && inRange(group, d->node(node).inputGroups.size());
+    return d->validGroup(node, Side::Input, group);
 }
 
 bool Graph::isValidOutputGroup(int node, int group) const
 {
-    return d->validNode(node) && inRange(group, d->node(node).outputGroups.size());
+    return d->validGroup(node, Side::Output, group);
 }
 
 // ---------------------------------------------------------------- edges
 
+namespace {
+
+// One field of `edge`, or -1 when `edge` is outside the storage.
+int edgeField(const std::vector<Edge>& edges, int edge, int Edge::*field)
+{
+    Q_ASSERT_X(inRange(edge, edges.size()), Q_FUNC_INFO, "edge reference out of range");
+    return inRange(edge, edges.size()) ? edges[size_t(edge)].*field : -1;
+}
+
+} // namespace
+
 int Graph::edgeSourceNode(int edge) const
 {
-    Q_ASSERT_X(inRange(edge, d->edges.size()), Q_FUNC_INFO, "edge reference out of range");
-    return d->edge(edge).srcNode;
+    return edgeField(d->edges, edge, &Edge::srcNode);
 }
 
 int Graph::edgeSourceIndex(int edge) const
 {
-    Q_ASSERT_X(inRange(edge, d->edges.size()), Q_FUNC_INFO, "edge reference out of range");
-    return d->edge(edge).srcIndex;
+    return edgeField(d->edges, edge, &Edge::srcIndex);
 }
 
 int Graph::edgeDestNode(int edge) const
 {
-    Q_ASSERT_X(inRange(edge, d->edges.size()), Q_FUNC_INFO, "edge reference out of range");
-    return d->edge(edge).dstNode;
+    return edgeField(d->edges, edge, &Edge::dstNode);
 }
 
 int Graph::edgeDestIndex(int edge) const
 {
-    Q_ASSERT_X(inRange(edge, d->edges.size()), Q_FUNC_INFO, "edge reference out of range");
-    return d->edge(edge).dstIndex;
+    return edgeField(d->edges, edge, &Edge::dstIndex);
 }
 
 bool Graph::isValidEdge(int edge) const
@@ -475,48 +587,42 @@ bool Graph::isUpEdge(int edge) const
 
 int Graph::inputSource(int node, int input) const
 {
-    ZRN_ASSERT_INPUT(node, input);
-    return d->node(node).inputs[size_t(input)].source;
+    return d->portSource(node, Side::Input, input);
 }
 
 int Graph::outputSource(int node, int output) const
 {
-    ZRN_ASSERT_OUTPUT(node, output);
-    return d->node(node).outputs[size_t(output)].source;
+    return d->portSource(node, Side::Output, output);
 }
 
 int Graph::numInputDestinations(int node, int input) const
 {
-    ZRN_ASSERT_INPUT(node, input);
-    return int(d->node(node).inputs[size_t(input)].destinations.size());
+    return d->numPortDestinations(node, Side::Input, input);
 }
 
 int Graph::numOutputDestinations(int node, int output) const
 {
-    ZRN_ASSERT_OUTPUT(node, output);
-    return int(d->node(node).outputs[size_t(output)].destinations.size());
+    return d->numPortDestinations(node, Side::Output, output);
 }
 
 int Graph::inputDestination(int node, int input, int index) const
 {
-    Q_ASSERT_X(isValidInputDestination(node, input, index), Q_FUNC_INFO, "invalid input destination");
-    return d->node(node).inputs[size_t(input)].destinations[size_t(index)];
+    return d->portDestination(node, Side::Input, input, index);
 }
 
 int Graph::outputDestination(int node, int output, int index) const
 {
-    Q_ASSERT_X(isValidOutputDestination(node, output, index), Q_FUNC_INFO, "invalid output destination");
-    return d->node(node).outputs[size_t(output)].destinations[size_t(index)];
+    return d->portDestination(node, Side::Output, output, index);
 }
 
 bool Graph::isValidInputDestination(int node, int input, int index) const
 {
-    return isValidInput(node, input) && inRange(index, d->node(node).inputs[size_t(input)].destinations.size());
+    return d->validPortDestination(node, Side::Input, input, index);
 }
 
 bool Graph::isValidOutputDestination(int node, int output, int index) const
 {
-    return isValidOutput(node, output) && inRange(index, d->node(node).outputs[size_t(output)].destinations.size());
+    return d->validPortDestination(node, Side::Output, output, index);
 }
 
 int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
@@ -637,13 +743,15 @@ void Graph::removeEdge(int edge)
 void Graph::disconnectInput(int node, int input)
 {
     ZRN_ASSERT_INPUT(node, input);
-    removeEdgesAt(*this, d->node(node).inputs[size_t(input)]);
+    if (Port* port = d->portAt(node, Side::Input, input))
+        removeEdgesAt(*this, *port);
 }
 
 void Graph::disconnectInputGroup(int node, int group)
 {
     ZRN_ASSERT_NODE(node);
-    const int count = int(d->node(node).inputs.size());
+    const Node* n = d->nodeAt(node);
+    const int count = n ? int(n->inputs.size()) : 0;
     for (int i = 0; i < count; ++i) {
         if (d->node(node).inputs[size_t(i)].group == group)
             disconnectInput(node, i);

@@ -66,13 +66,13 @@ void connectSiblings(Graph& g, int srcNode, int dstNode, const GroupFilter& filt
 
 int Graph::addEdgeByName(int srcNode, const QString& srcOutputName, int dstNode, const QString& dstInputName)
 {
-    const int output = d->outputNamed(srcNode, srcOutputName);
+    const int output = d->portNamed(srcNode, Side::Output, srcOutputName);
     if (!isValidOutput(srcNode, output)) {
         Internal::reportAssertion(kGraphSourcePath, kLineSourceOutput,
                                   "isValidOutput(srcNode, findOutput(srcNode, srcOutputName))",
                                   "Source output '%s' is not valid", srcOutputName.toLocal8Bit().constData());
     }
-    const int input = d->inputNamed(dstNode, dstInputName);
+    const int input = d->portNamed(dstNode, Side::Input, dstInputName);
     if (!isValidInput(dstNode, input)) {
         Internal::reportAssertion(kGraphSourcePath, kLineDestInput,
                                   "isValidInput(dstNode, findInput(dstNode, dstInputName))",
@@ -92,7 +92,7 @@ int Graph::addDownEdgeByName(const QString& parentInputName, int childNode, cons
         Internal::reportAssertion(kGraphSourcePath, kLineChildNode, "isValidNode(childNode)", "Parent '%s' Child '%s'",
                                   parentText.constData(), childText.constData());
     }
-    const int childInput = d->inputNamed(childNode, childInputName);
+    const int childInput = d->portNamed(childNode, Side::Input, childInputName);
     if (!isValidInput(childNode, childInput)) {
         Internal::reportAssertion(kGraphSourcePath, kLineChildInput,
                                   "isValidInput(childNode, findInput(childNode, childInputName))",
@@ -101,7 +101,7 @@ int Graph::addDownEdgeByName(const QString& parentInputName, int childNode, cons
     // A removed child still holds its parent field, so its parent's input
     // is looked up as for a live child.
     const int parent = d->storedParent(childNode);
-    const int parentInput = d->inputNamed(parent, parentInputName);
+    const int parentInput = d->portNamed(parent, Side::Input, parentInputName);
     if (!isValidInput(parent, parentInput)) {
         Internal::reportAssertion(
             kGraphSourcePath, kLineParentInput,
@@ -116,8 +116,8 @@ int Graph::addUpEdgeByName(const QString& parentOutputName, int childNode, const
     // Unlike the two above, this one checks and reports nothing: kept so,
     // hosts call it where a missing port is expected.
     Internal::traceUpEdgeByName(*this, parentOutputName, childNode, childOutputName);
-    const int parentOutput = d->outputNamed(d->storedParent(childNode), parentOutputName);
-    const int childOutput = d->outputNamed(childNode, childOutputName);
+    const int parentOutput = d->portNamed(d->storedParent(childNode), Side::Output, parentOutputName);
+    const int childOutput = d->portNamed(childNode, Side::Output, childOutputName);
     return addUpEdge(parentOutput, childNode, childOutput);
 }
 

@@ -1,3 +1,4 @@
+// Private to libZrnCore: not part of its interface, never installed.
 #ifndef ZRNCORE_GRAPHDIAGNOSTICS_P_H
 #define ZRNCORE_GRAPHDIAGNOSTICS_P_H
 

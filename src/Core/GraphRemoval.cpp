@@ -137,40 +137,42 @@ void Graph::removeChildNode(int node)
 
 // ---------------------------------------------------------------- ports and groups
 
+void Graph::Impl::removePort(int n, Side side, int i)
+{
+    if (!validPort(n, side, i))
+        return;
+    changed();
+    std::vector<Port>& ports = node(n).ports(side);
+    ports.erase(ports.begin() + i);
+}
+
+void Graph::Impl::removeGroup(int n, Side side, int g)
+{
+    if (!validGroup(n, side, g))
+        return;
+    changed();
+    Node& owner = node(n);
+    eraseGroup(owner.ports(side), owner.groups(side), g);
+}
+
 void Graph::removeInput(int node, int input)
 {
-    if (!isValidInput(node, input))
-        return;
-    d->changed();
-    std::vector<Port>& inputs = d->node(node).inputs;
-    inputs.erase(inputs.begin() + input);
+    d->removePort(node, Side::Input, input);
 }
 
 void Graph::removeOutput(int node, int output)
 {
-    if (!isValidOutput(node, output))
-        return;
-    d->changed();
-    std::vector<Port>& outputs = d->node(node).outputs;
-    outputs.erase(outputs.begin() + output);
+    d->removePort(node, Side::Output, output);
 }
 
 void Graph::removeInputGroup(int node, int group)
 {
-    if (!isValidInputGroup(node, group))
-        return;
-    d->changed();
-    Node& n = d->node(node);
-    eraseGroup(n.inputs, n.inputGroups, group);
+    d->removeGroup(node, Side::Input, group);
 }
 
 void Graph::removeOutputGroup(int node, int group)
 {
-    if (!isValidOutputGroup(node, group))
-        return;
-    d->changed();
-    Node& n = d->node(node);
-    eraseGroup(n.outputs, n.outputGroups, group);
+    d->removeGroup(node, Side::Output, group);
 }
 
 // ---------------------------------------------------------------- purge

@@ -1,3 +1,4 @@
+// Private to libZrnCore: not part of its interface, never installed.
 #ifndef ZRNCORE_GRAPHTREE_P_H
 #define ZRNCORE_GRAPHTREE_P_H
 

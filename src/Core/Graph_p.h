@@ -1,7 +1,10 @@
+// Private to libZrnCore: not part of its interface, never installed.
 #ifndef ZRNCORE_GRAPH_P_H
 #define ZRNCORE_GRAPH_P_H
 
 #include <ZrnCore/Graph.h>
+
+#include "Visited_p.h"
 
 #include <QtCore/QString>
 
@@ -22,6 +25,14 @@ struct Port
     int group = -1;                // group of the same side, -1 if none
 };
 
+// The two sides of a node: its inputs with its input groups, and its
+// outputs with its output groups. The operations on the two sides are one
+// implementation each, parameterised by the side.
+enum class Side : std::uint8_t {
+    Input,
+    Output,
+};
+
 struct Node
 {
     QString name;
@@ -33,6 +44,11 @@ struct Node
     std::vector<QString> outputGroups;
     std::vector<int> children; // in order of addition
     bool removed = false;
+
+    std::vector<Port>& ports(Side side) { return side == Side::Input ? inputs : outputs; }
+    const std::vector<Port>& ports(Side side) const { return side == Side::Input ? inputs : outputs; }
+    std::vector<QString>& groups(Side side) { return side == Side::Input ? inputGroups : outputGroups; }
+    const std::vector<QString>& groups(Side side) const { return side == Side::Input ? inputGroups : outputGroups; }
 };
 
 struct Edge
@@ -54,29 +70,6 @@ inline bool inRange(int index, size_t size)
 // what disconnectInput() does to an input, and removal to every port of a
 // removed node. `port` must belong to `graph`.
 void removeEdgesAt(Graph& graph, Port& port);
-
-// Per-call visited marks over node slots that cost what a call visits, not
-// the size of the graph: a node counts as marked when its stamp equals the
-// current epoch, so nothing has to be cleared between calls. Kept per thread
-// (thread_local) by its users, so const queries stay safe side by side.
-struct VisitStamps
-{
-    std::vector<std::uint32_t> stamps;
-    std::uint32_t epoch = 0;
-
-    // Starts a new call over `numNodes` slots: every node is unmarked.
-    void begin(size_t numNodes)
-    {
-        if (stamps.size() < numNodes)
-            stamps.resize(numNodes, 0);
-        if (++epoch == 0) { // wrapped: old stamps could match again
-            std::fill(stamps.begin(), stamps.end(), 0);
-            epoch = 1;
-        }
-    }
-    bool marked(int n) const { return stamps[size_t(n)] == epoch; }
-    void mark(int n) { stamps[size_t(n)] = epoch; }
-};
 
 // The whole storage of a Graph. Records refer to one another by index only.
 struct Graph::Impl
@@ -109,14 +102,57 @@ struct Graph::Impl
     bool down(const Edge& e) const { return inStorage(e.dstNode) && e.srcNode == parentOf(e.dstNode); }
     bool up(const Edge& e) const { return inStorage(e.srcNode) && parentOf(e.srcNode) == e.dstNode; }
 
+    // Checked access: null when the reference or index lies outside the
+    // storage. A removed node's slot is inside it and is read as it stands.
+    const Node* nodeAt(int n) const { return inStorage(n) ? &nodes[size_t(n)] : nullptr; }
+    Node* nodeAt(int n) { return inStorage(n) ? &nodes[size_t(n)] : nullptr; }
+    const Port* portAt(int n, Side side, int i) const
+    {
+        const Node* owner = nodeAt(n);
+        return owner && inRange(i, owner->ports(side).size()) ? &owner->ports(side)[size_t(i)] : nullptr;
+    }
+    Port* portAt(int n, Side side, int i)
+    {
+        Node* owner = nodeAt(n);
+        return owner && inRange(i, owner->ports(side).size()) ? &owner->ports(side)[size_t(i)] : nullptr;
+    }
+    // The edge feeding a port, or -1 when there is none or no such port.
+    int sourceAt(int n, Side side, int i) const
+    {
+        const Port* port = portAt(n, side, i);
+        return port ? port->source : Graph::kInvalidEdgeRef;
+    }
+    // The isValid...() tests: a live node, and an index in range.
+    bool validPort(int n, Side side, int i) const { return validNode(n) && inRange(i, node(n).ports(side).size()); }
+    bool validGroup(int n, Side side, int g) const { return validNode(n) && inRange(g, node(n).groups(side).size()); }
+
+    // The input/output twins of Graph's interface, one implementation each.
+    // A reference or index outside the storage trips a Q_ASSERT in debug
+    // builds and gets the neutral answer documented in Graph.h otherwise.
+    int addPort(int n, Side side, const QString& name, int group);
+    int addGroup(int n, Side side, const QString& name);
+    int numPorts(int n, Side side) const;
+    int numGroups(int n, Side side) const;
+    int findPort(int n, Side side, const QString& name) const;
+    int findGroup(int n, Side side, const QString& name) const;
+    QString portName(int n, Side side, int i) const;
+    void setPortName(int n, Side side, int i, const QString& name);
+    int portGroup(int n, Side side, int i) const;
+    QString groupName(int n, Side side, int g) const;
+    void setGroupName(int n, Side side, int g, const QString& name);
+    int portSource(int n, Side side, int i) const;
+    int numPortDestinations(int n, Side side, int i) const;
+    int portDestination(int n, Side side, int i, int index) const;
+    bool validPortDestination(int n, Side side, int i, int index) const;
+    void removePort(int n, Side side, int i);
+    void removeGroup(int n, Side side, int g);
+
     // Name lookups that read a node's records as they stand, removed or not:
     // the first port (group) of `n` named `name`, or -1 when none is or when
     // `n` names no slot. Only a reference outside the storage is a failed
     // lookup; removal only marks a node and leaves its ports in place.
-    int inputNamed(int n, const QString& name) const;
-    int outputNamed(int n, const QString& name) const;
-    int inputGroupNamed(int n, const QString& name) const;
-    int outputGroupNamed(int n, const QString& name) const;
+    int portNamed(int n, Side side, const QString& name) const;
+    int groupNamed(int n, Side side, const QString& name) const;
     // The parent field of slot `n` as it stands, or -1 when `n` names no slot.
     int storedParent(int n) const { return inStorage(n) ? parentOf(n) : Graph::kInvalidNodeRef; }
 

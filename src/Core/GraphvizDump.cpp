@@ -76,6 +76,8 @@ QList<QByteArray> graphvizLines(const Graph& graph)
 void dumpAsGraphviz(const Graph* graph)
 {
     Q_ASSERT(graph);
+    if (!graph)
+        return;
     const QList<QByteArray> lines = graphvizLines(*graph);
     for (const QByteArray& line : lines)
         qDebug("%s", line.constData());
@@ -84,6 +86,8 @@ void dumpAsGraphviz(const Graph* graph)
 QString graphvizText(const Graph* graph)
 {
     Q_ASSERT(graph);
+    if (!graph)
+        return QString();
     const QList<QByteArray> lines = graphvizLines(*graph);
     QString text;
     for (const QByteArray& line : lines) {

@@ -1,11 +1,14 @@
+// Private to libZrnCore: not part of its interface, never installed.
 #ifndef ZRNCORE_QTCOMPAT_P_H
 #define ZRNCORE_QTCOMPAT_P_H
 
-// The one place where the library bridges Qt 5 and Qt 6. Every
-// QT_VERSION branch of the library lives here, and so does every deprecation
-// warning the library's sources silence. The only other silenced place is
-// the public Renderer.h, around the declarations of parameterType() and
-// outputType(), so that code including it compiles without the warning.
+// The one place where the library bridges Qt 5 and Qt 6: every QT_VERSION
+// branch of the library's sources lives here. It holds one bridge, the
+// QVariant::Type that the renderer's parameterType() and outputType() return,
+// and silences Qt 6's deprecation of that enum for the sources that name it
+// through Compat. Deprecation warnings are silenced in one other place: the
+// public Renderer.h, around the declarations of those two functions, so that
+// code including it compiles without the warning.
 
 #include <QtCore/QMetaType>
 #include <QtCore/QVariant>

@@ -2,6 +2,7 @@
 
 #include <ZrnCore/Renderer.h>
 
+#include "FrameRecorder_p.h"
 #include "QtCompat_p.h"
 #include "Renderer_p.h"
 
@@ -157,17 +158,29 @@ int Renderer::Impl::countUsers(int node, int output) const
 
 bool Renderer::Impl::runPass(int node, RenderPass* pass, RenderCallbacks* cb)
 {
-    Q_UNUSED(node)
     pass->setErrorCode(0);
+    FrameRecorder* const rec = recorder; // null unless the report or a trace records
+    if (rec)
+        rec->passBegins();
     pass->beginFrame(cb);
     pass->start(cb);
     ++numPassesRun;
     // First poll right after start(); no time-out, a pass that never
     // finishes holds the frame.
-    while (!pass->isFinished())
+    int polls = 1;
+    while (!pass->isFinished()) {
+        if (rec && polls == 1)
+            rec->passWaits();
         QThread::usleep(100);
+        ++polls;
+    }
+    if (rec && polls > 1)
+        rec->passFinished();
     pass->endFrame(cb);
-    return pass->errorCode() == 0;
+    const unsigned int code = pass->errorCode();
+    if (rec)
+        rec->passEnds(node, graph.nodeValue(node), code, polls);
+    return code == 0;
 }
 
 bool Renderer::Impl::renderWalking(RenderCallbacks* cb)
@@ -237,9 +250,13 @@ void Renderer::setup(RenderCallbacks* cb)
 bool Renderer::render(RenderCallbacks* cb)
 {
     d->numPassesRun = 0;
+    if (d->recorder)
+        d->recorder->frameBegins(m_frameStats.count());
     beginFrame(cb);
     const bool ok = d->schedule.literal ? d->renderWalking(cb) : d->renderScheduled(cb);
     endFrame(cb);
+    if (d->recorder && !d->recorder->frameEnds(d->graph, d->visited, d->enabledFlags, d->target, ok, m_frameStats))
+        d->recorder = nullptr; // a trace ended and the report is off
     return ok;
 }
 

@@ -1,12 +1,14 @@
+// Private to libZrnCore: not part of its interface, never installed.
 #ifndef ZRNCORE_RENDERERHOOKS_P_H
 #define ZRNCORE_RENDERERHOOKS_P_H
 
 // Hooks into the renderer's frame for the library's own tests, fuzz targets
 // and benchmarks.
 //
-// Everything here is internal. The functions are exported only so that the
-// tests and benchmarks can call them from their separate binaries; this
-// header is not installed and no public header includes it.
+// Everything here is internal. The functions are marked ZRNCORE_TEST_EXPORT:
+// exported only in a build with tests or fuzz targets, so that those can call
+// them from their separate binaries, and hidden in a library built without
+// them. No public header includes this.
 
 #include <ZrnCore/zrncore_export.h>
 
@@ -26,15 +28,15 @@ namespace Internal {
 /// decides the schedule changed: the graph, the target, or the lists of
 /// passes, parameters and outputs. Both give the same calls in the same
 /// order.
-ZRNCORE_EXPORT void setLiteralFrames(Renderer& renderer, bool on);
+ZRNCORE_TEST_EXPORT void setLiteralFrames(Renderer& renderer, bool on);
 
 /// Returns whether `renderer` walks the graph in every frame.
-ZRNCORE_EXPORT bool literalFrames(const Renderer& renderer);
+ZRNCORE_TEST_EXPORT bool literalFrames(const Renderer& renderer);
 
 /// Returns how many times `renderer` has recorded its schedule since it was
 /// created: once per frame that followed a change, none for a frame that
 /// replayed the schedule or walked literally.
-ZRNCORE_EXPORT quint64 scheduleCompilations(const Renderer& renderer);
+ZRNCORE_TEST_EXPORT quint64 scheduleCompilations(const Renderer& renderer);
 
 } // namespace Internal
 } // namespace Zrn

@@ -42,10 +42,13 @@ bool Renderer::Impl::scheduleIsCurrent() const
 
 void Renderer::Impl::compileSchedule()
 {
-    // The walks of renderWalking() without running anything: the marking
-    // walk fills `visited` for the user counts, the running walks list the
-    // pass nodes they reach, disabled ones included, with where each input
-    // comes from.
+    // The walks of renderWalking() without running anything. The marking
+    // walks and the running walks start from the same node for the same
+    // needed nodes and follow the same edges, so they visit the same nodes
+    // in the same order: one set of walks both marks `visited` and lists,
+    // in post-order, the pass nodes the running walks reach (disabled ones
+    // included). Where each input comes from and the user counts, which
+    // need the complete marks, are found afterwards.
     schedule.runs.clear();
     schedule.sources.clear();
     schedule.users.clear();
@@ -58,23 +61,19 @@ void Renderer::Impl::compileSchedule()
         schedule.outcome = Schedule::Outcome::NothingNeeded;
     } else {
         schedule.outcome = Schedule::Outcome::Walks;
-        const int numNodes = graph.numNodesGlobal();
-        visited.fill(false, numNodes);
+        visited.fill(false, graph.numNodesGlobal());
         for (int m : qAsConst(needed)) {
-            if (!visited.at(m))
-                traverse(target, visited, [](int) { return true; });
-        }
-        seen.fill(false, numNodes);
-        for (int m : qAsConst(needed)) {
-            if (seen.at(m))
+            if (visited.at(m))
                 continue;
-            traverse(target, seen, [this](int done) {
+            traverse(target, visited, [this](int done) {
                 const int v = graph.nodeValue(done);
                 if (isPassIndex(v))
-                    compileRun(done, v);
+                    schedule.runs.push_back(Schedule::Run{done, v, 0, 0, 0, 0});
                 return true;
             });
         }
+        for (Schedule::Run& run : schedule.runs)
+            compileRun(run);
     }
 
     schedule.outputSources.resize(size_t(outputs.size()));
@@ -91,24 +90,20 @@ void Renderer::Impl::compileSchedule()
     ++schedule.compilations;
 }
 
-void Renderer::Impl::compileRun(int node, int pass)
+void Renderer::Impl::compileRun(Schedule::Run& run)
 {
-    Schedule::Run run;
-    run.node = node;
-    run.pass = pass;
     run.firstSource = int(schedule.sources.size());
-    run.numSources = graph.numInputs(node);
+    run.numSources = graph.numInputs(run.node);
     for (int i = 0; i < run.numSources; ++i)
-        schedule.sources.push_back(resolveInput(node, i));
+        schedule.sources.push_back(resolveInput(run.node, i));
     run.firstUsers = int(schedule.users.size());
-    const int numOutputs = graph.numOutputs(node);
+    const int numOutputs = graph.numOutputs(run.node);
     for (int j = 0; j < numOutputs; ++j) {
-        const int count = countUsers(node, j);
+        const int count = countUsers(run.node, j);
         if (count > 0)
             schedule.users.push_back(Schedule::Users{j, count});
     }
     run.numUsers = int(schedule.users.size()) - run.firstUsers;
-    schedule.runs.push_back(run);
 }
 
 bool Renderer::Impl::runScheduled(const Schedule::Run& run, RenderCallbacks* cb)

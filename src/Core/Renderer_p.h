@@ -1,3 +1,4 @@
+// Private to libZrnCore: not part of its interface, never installed.
 #ifndef ZRNCORE_RENDERER_P_H
 #define ZRNCORE_RENDERER_P_H
 
@@ -8,10 +9,13 @@
 #include <QtCore/QVariant>
 #include <QtCore/QVector>
 
+#include <memory>
 #include <vector>
 
 namespace Morvane {
 namespace Zrn {
+
+class FrameRecorder;
 
 // The renderer's state. Invariants: `passes` and `enabledFlags` have equal
 // length; `parameters` has one entry per root input and `outputs` one per
@@ -51,6 +55,14 @@ struct Renderer::Impl
         int nextInput;
     };
     std::vector<WalkEntry> walkStack;
+
+    // The frame report and trace (FrameRecorder_p.h), made when the host
+    // first turns either on. `recorder` points to it while it records and is
+    // null otherwise, so a frame that records nothing only tests it. The
+    // recorder reads `visited` after the frame: it must hold the marks of
+    // the frame's marking walk whenever the target is a valid node.
+    std::unique_ptr<FrameRecorder> recording;
+    FrameRecorder* recorder = nullptr;
 
     // What a frame's walks decide, recorded by compileSchedule() and
     // replayed by replaySchedule() while nothing that decides it changes:
@@ -153,7 +165,7 @@ struct Renderer::Impl
     bool renderScheduled(RenderCallbacks* cb);
     bool scheduleIsCurrent() const;
     void compileSchedule();
-    void compileRun(int node, int pass);
+    void compileRun(Schedule::Run& run);
     bool runScheduled(const Schedule::Run& run, RenderCallbacks* cb);
 
     // Where input `input` of pass node `node` takes its value from, found

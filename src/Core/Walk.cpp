@@ -11,9 +11,12 @@ namespace Zrn {
 
 // Each step looks at the one edge that feeds a port: no search, no allocation.
 
+// A port that is not in the storage counts as unfed, so a walk handed a bad
+// reference, or led by an edge to a port erased since, stops there.
+
 bool Graph::Impl::walkAcross(int& node, int& index) const
 {
-    const int e = this->node(node).inputs[size_t(index)].source;
+    const int e = sourceAt(node, Side::Input, index);
     if (!validEdge(e) || !regular(edge(e)))
         return false;
     node = edge(e).srcNode;
@@ -23,26 +26,26 @@ bool Graph::Impl::walkAcross(int& node, int& index) const
 
 bool Graph::Impl::walkUp(int& node, int& index) const
 {
-    int e = this->node(node).inputs[size_t(index)].source;
+    int e = sourceAt(node, Side::Input, index);
     if (!validEdge(e) || !down(edge(e)))
         return false;
     do {
         node = edge(e).srcNode;
         index = edge(e).srcIndex;
-        e = this->node(node).inputs[size_t(index)].source;
+        e = sourceAt(node, Side::Input, index);
     } while (validEdge(e) && down(edge(e)));
     return true;
 }
 
 bool Graph::Impl::walkDown(int& node, int& index) const
 {
-    int e = this->node(node).outputs[size_t(index)].source;
+    int e = sourceAt(node, Side::Output, index);
     if (!validEdge(e) || !up(edge(e)))
         return false;
     do {
         node = edge(e).srcNode;
         index = edge(e).srcIndex;
-        e = this->node(node).outputs[size_t(index)].source;
+        e = sourceAt(node, Side::Output, index);
     } while (validEdge(e) && up(edge(e)));
     return true;
 }
@@ -91,6 +94,7 @@ thread_local PrecedesScratch precedesScratch;
 bool Graph::precedes(int a, int b, bool throughHierarchy) const
 {
     Q_ASSERT_X(d->validNode(b), Q_FUNC_INFO, "invalid node reference");
+    // A `b` outside the storage is compared with `a` and has no inputs.
     PrecedesScratch& s = precedesScratch;
     s.visited.begin(d->nodes.size());
     s.queue.clear();
@@ -106,13 +110,14 @@ bool Graph::precedes(int a, int b, bool throughHierarchy) const
             continue;
         s.visited.mark(n);
 
-        const int count = int(d->node(n).inputs.size());
+        const Node* record = d->nodeAt(n);
+        const int count = record ? int(record->inputs.size()) : 0;
         for (int i = 0; i < count; ++i) {
             int m = n;
             int k = i;
             if (throughHierarchy)
                 d->walkUp(m, k);
-            const int e = d->node(m).inputs[size_t(k)].source;
+            const int e = d->sourceAt(m, Side::Input, k);
             if (!d->validEdge(e) || !d->regular(d->edge(e)))
                 continue; // no source, a down edge or a removed edge
             m = d->edge(e).srcNode;

@@ -6,17 +6,14 @@
 
 #include <ZrnCore/Graph.h>
 
+#include "Visited_p.h"
+
 #include <vector>
 
 namespace Morvane {
 namespace Zrn {
 
 namespace {
-
-bool inTable(int node, size_t size)
-{
-    return node >= 0 && size_t(node) < size;
-}
 
 // The walking step of both input walkers: the node whose output feeds input
 // `input` of `node`, or kInvalidNodeRef when none is found. Every input
@@ -96,34 +93,31 @@ struct BreadthFirstInputWalker::Impl
     Impl(const Graph& g, bool follow)
         : graph(g)
         , followSources(follow)
-        , visited(size_t(g.numNodesGlobal()), 0)
         , queue(size_t(g.numNodesGlobal()) + 1, Graph::kInvalidNodeRef)
     {
     }
 
     const Graph& graph;
     const bool followSources;
-    std::vector<char> visited; // one per node slot
-    std::vector<int> queue;    // every node is queued at most once
-    int head = 0;              // position of the current node
-    int tail = 0;              // number of nodes queued
+    VisitStamps visited;    // one mark per node slot
+    std::vector<int> queue; // every node is queued at most once
+    int head = 0;           // position of the current node
+    int tail = 0;           // number of nodes queued
 };
 
 BreadthFirstInputWalker::BreadthFirstInputWalker(const Graph& graph, int node, bool followSources)
     : d(new Impl(graph, followSources))
 {
+    d->visited.begin(size_t(graph.numNodesGlobal()));
     // Only kInvalidNodeRef is expected here, but any reference outside the
     // node table gives the same empty walk rather than a write beyond it.
-    if (!inTable(node, d->visited.size()))
+    if (!d->visited.covers(node))
         return;
-    d->visited[size_t(node)] = 1;
+    d->visited.mark(node);
     d->queue[size_t(d->tail++)] = node;
 }
 
-BreadthFirstInputWalker::~BreadthFirstInputWalker()
-{
-    delete d;
-}
+BreadthFirstInputWalker::~BreadthFirstInputWalker() = default;
 
 bool BreadthFirstInputWalker::valid() const
 {
@@ -143,9 +137,9 @@ void BreadthFirstInputWalker::next()
     const int count = inputsToTry(d->graph, n);
     for (int i = 0; i < count; ++i) {
         const int m = sourceOf(d->graph, n, i, d->followSources);
-        if (!inTable(m, d->visited.size()) || d->visited[size_t(m)])
+        if (!d->visited.covers(m) || d->visited.marked(m))
             continue;
-        d->visited[size_t(m)] = 1;
+        d->visited.mark(m);
         d->queue[size_t(d->tail++)] = m;
     }
 }
@@ -171,33 +165,30 @@ struct BottomUpInputWalker::Impl
             Frame& top = stack.back();
             const int i = top.cursor++;
             const int m = sourceOf(graph, top.node, i, followSources);
-            if (!inTable(m, visited.size()) || visited[size_t(m)])
+            if (!visited.covers(m) || visited.marked(m))
                 continue;
-            visited[size_t(m)] = 1;
+            visited.mark(m);
             stack.push_back(Frame{m, 0});
         }
     }
 
     const Graph& graph;
     const bool followSources;
-    std::vector<char> visited; // one per node slot, see the class comment
-    std::vector<Frame> stack;  // the top frame is back()
+    VisitStamps visited;      // one mark per node slot, see the class comment
+    std::vector<Frame> stack; // the top frame is back()
 };
 
 BottomUpInputWalker::BottomUpInputWalker(const Graph& graph, int node, bool followSources)
     : d(new Impl(graph, followSources))
 {
-    if (!inTable(node, size_t(graph.numNodesGlobal())))
+    if (node < 0 || node >= graph.numNodesGlobal())
         return; // kInvalidNodeRef, or anything else outside the node table
-    d->visited.assign(size_t(graph.numNodesGlobal()), 0);
+    d->visited.begin(size_t(graph.numNodesGlobal()));
     d->stack.push_back(Frame{node, 0}); // the start node is not marked visited
     d->descend();
 }
 
-BottomUpInputWalker::~BottomUpInputWalker()
-{
-    delete d;
-}
+BottomUpInputWalker::~BottomUpInputWalker() = default;
 
 bool BottomUpInputWalker::valid() const
 {
@@ -245,16 +236,16 @@ struct BottomUpSubgraphWalker::Impl
             // In a tree every child is new. Only purge()'s rewrite of children
             // lists can list a node twice or under its own subtree; such an
             // entry, or one outside the node table, is passed over.
-            if (!inTable(c, entered.size()) || entered[size_t(c)])
+            if (!entered.covers(c) || entered.marked(c))
                 continue;
-            entered[size_t(c)] = 1;
+            entered.mark(c);
             stack.push_back(Frame{c, 0});
         }
     }
 
     const Graph& graph;
-    std::vector<char> entered; // one per node slot
-    std::vector<Frame> stack;  // the top frame is back()
+    VisitStamps entered;      // one mark per node slot
+    std::vector<Frame> stack; // the top frame is back()
 };
 
 BottomUpSubgraphWalker::BottomUpSubgraphWalker(const Graph& graph, int node)
@@ -262,16 +253,13 @@ BottomUpSubgraphWalker::BottomUpSubgraphWalker(const Graph& graph, int node)
 {
     if (!graph.isValidNode(node))
         return;
-    d->entered.assign(size_t(graph.numNodesGlobal()), 0);
-    d->entered[size_t(node)] = 1;
+    d->entered.begin(size_t(graph.numNodesGlobal()));
+    d->entered.mark(node);
     d->stack.push_back(Frame{node, 0});
     d->descend();
 }
 
-BottomUpSubgraphWalker::~BottomUpSubgraphWalker()
-{
-    delete d;
-}
+BottomUpSubgraphWalker::~BottomUpSubgraphWalker() = default;
 
 bool BottomUpSubgraphWalker::valid() const
 {

@@ -1,0 +1,46 @@
+// Private to libZrnCore: not part of its interface, never installed.
+#ifndef ZRNCORE_VISITED_P_H
+#define ZRNCORE_VISITED_P_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Morvane {
+namespace Zrn {
+
+// Visited marks over node slots: the one way the library's traversals
+// (precedes(), node removal, the walkers; the renderer can adopt it) remember
+// which nodes they have reached. A node counts as marked when its stamp equals
+// the current epoch, so starting a new traversal costs what it visits, not
+// the size of the graph, and nothing has to be cleared between calls. A
+// traversal that may run often keeps one per thread (thread_local), so const
+// queries stay safe side by side; a walker owns its own.
+struct VisitStamps
+{
+    std::vector<std::uint32_t> stamps;
+    std::uint32_t epoch = 0;
+
+    // Starts a new call over `numNodes` slots: every node is unmarked.
+    void begin(size_t numNodes)
+    {
+        if (stamps.size() < numNodes)
+            stamps.resize(numNodes, 0);
+        if (++epoch == 0) { // wrapped: old stamps could match again
+            std::fill(stamps.begin(), stamps.end(), 0);
+            epoch = 1;
+        }
+    }
+    // The number of slots covered; `n` passed to marked() and mark() must be
+    // below it.
+    size_t size() const { return stamps.size(); }
+    bool covers(int n) const { return n >= 0 && size_t(n) < stamps.size(); }
+    bool marked(int n) const { return stamps[size_t(n)] == epoch; }
+    void mark(int n) { stamps[size_t(n)] = epoch; }
+};
+
+} // namespace Zrn
+} // namespace Morvane
+
+#endif // ZRNCORE_VISITED_P_H

@@ -1,0 +1,424 @@
+// The frame report: what a frame needed, ran, skipped and failed, and what
+// each run cost, on the render scenarios of the execution tests.
+
+#include <ZrnCore/FrameReport.h>
+#include <ZrnCore/Graph.h>
+#include <ZrnCore/Renderer.h>
+
+#include "../src/Core/RendererHooks_p.h"
+#include "RecordingRendererFixture.h"
+
+#include <gtest/gtest.h>
+
+using namespace Morvane::Zrn;
+using ZrnTest::frameTimeOf;
+using ZrnTest::runCalls;
+using ZrnTest::s;
+using ZrnTest::withoutTimes;
+using State = FrameReport::PassState;
+
+namespace {
+
+using FrameReportTest = ZrnTest::RecordingRendererFixture;
+
+// Every run lies inside its frame, one after the other, and its times follow
+// from its readings.
+void expectRunsInsideTheFrame(const FrameReport& report)
+{
+    qint64 previousEnd = report.beginNsecs();
+    for (int i = 0; i < report.numRuns(); ++i) {
+        const FrameReport::PassRun& r = report.run(i);
+        EXPECT_LE(previousEnd, r.beginNsecs) << "run " << i;
+        EXPECT_LE(r.beginNsecs, r.endNsecs) << "run " << i;
+        EXPECT_EQ(r.milliseconds(), double(r.endNsecs - r.beginNsecs) / 1000000.0) << "run " << i;
+        EXPECT_EQ(r.frameTime(), frameTimeOf(r.endNsecs - r.beginNsecs)) << "run " << i;
+        previousEnd = r.endNsecs;
+    }
+    EXPECT_LE(previousEnd, report.endNsecs());
+}
+
+} // namespace
+
+TEST_F(FrameReportTest, IsOffUntilTheHostTurnsItOn)
+{
+    chain();
+    EXPECT_FALSE(renderer.isFrameReportEnabled());
+    EXPECT_TRUE(renderer.render(nullptr));
+    const FrameReport& report = renderer.frameReport();
+    EXPECT_FALSE(report.isValid());
+    EXPECT_EQ(report.frameIndex(), -1);
+    EXPECT_EQ(report.numRuns(), 0);
+    EXPECT_EQ(report.numPasses(), 0);
+    EXPECT_EQ(report.failedNode(), Graph::kInvalidNodeRef);
+    EXPECT_EQ(report.text(graph()), s("no frame reported\n"));
+
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.isFrameReportEnabled());
+    EXPECT_FALSE(renderer.frameReport().isValid()); // nothing rendered since
+}
+
+TEST_F(FrameReportTest, FailureMidChainNamesThePassAndItsCode)
+{
+    // A -> B -> C (target), D beside them; B fails with code 3.
+    const Chain c = chain();
+    const int d = add(s("D"), 0, 1);
+    pass[s("B")]->failWith = 3;
+    renderer.setFrameReportEnabled(true);
+
+    EXPECT_FALSE(renderer.render(nullptr));
+    // Recording changes no call the passes or the renderer see.
+    QStringList expected;
+    expected << s("R.beginFrame()") << runCalls(s("A"), {}, {{0, 1}}) << runCalls(s("B"), {s("A.0@1")}, {{0, 1}})
+             << s("R.endFrame()");
+    EXPECT_EQ(log, expected);
+
+    const FrameReport& report = renderer.frameReport();
+    ASSERT_TRUE(report.isValid());
+    EXPECT_EQ(report.frameIndex(), 0);
+    EXPECT_FALSE(report.succeeded());
+    EXPECT_EQ(report.target(), c.c);
+    ASSERT_EQ(report.numRuns(), 2);
+    EXPECT_EQ(report.run(0).node, c.a);
+    EXPECT_EQ(report.run(0).pass, 0);
+    EXPECT_EQ(report.run(0).errorCode, 0u);
+    EXPECT_EQ(report.run(0).polls, 1);
+    EXPECT_EQ(report.run(0).waitBeginNsecs, -1);
+    EXPECT_EQ(report.run(0).waitEndNsecs, -1);
+    EXPECT_EQ(report.run(1).node, c.b);
+    EXPECT_EQ(report.run(1).pass, 1);
+    EXPECT_EQ(report.run(1).errorCode, 3u);
+    ASSERT_EQ(report.numPasses(), 4);
+    EXPECT_EQ(report.passState(0), State::Ran);
+    EXPECT_EQ(report.passState(1), State::Failed);
+    EXPECT_EQ(report.passState(2), State::NotRun);
+    EXPECT_EQ(report.passState(3), State::NotNeeded);
+    EXPECT_EQ(report.passNode(3), d);
+    EXPECT_EQ(report.passNodes(State::Ran), QVector<int>({c.a}));
+    EXPECT_EQ(report.passNodes(State::NotRun), QVector<int>({c.c}));
+    EXPECT_EQ(report.failedNode(), c.b);
+    EXPECT_EQ(report.errorCode(), 3u);
+    expectRunsInsideTheFrame(report);
+
+    EXPECT_EQ(withoutTimes(report.text(graph())),
+              s("frame 0: failed at B with error code 3, 2 runs, target C\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "  1. A: T ms, T units\n"
+                "  2. B: T ms, T units, error code 3\n"
+                "passes:\n"
+                "  A: ran\n"
+                "  B: failed\n"
+                "  C: not run, target\n"
+                "  D: not needed\n"));
+
+    // The next frame succeeds and replaces the report.
+    pass[s("B")]->failWith = 0;
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(report.frameIndex(), 1);
+    EXPECT_TRUE(report.succeeded());
+    EXPECT_EQ(report.numRuns(), 3);
+    EXPECT_EQ(report.passNodes(State::Ran), QVector<int>({c.a, c.b, c.c}));
+    EXPECT_EQ(report.failedNode(), Graph::kInvalidNodeRef);
+    EXPECT_EQ(report.errorCode(), 0u);
+}
+
+TEST_F(FrameReportTest, DisabledPassIsReportedAsSkipped)
+{
+    const Chain c = chain();
+    renderer.setEnabled(c.b, false);
+    renderer.setFrameReportEnabled(true);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    QStringList expected;
+    expected << s("R.beginFrame()") << runCalls(s("A"), {}, {{0, 1}}) << runCalls(s("C"), {s("C.default0")})
+             << s("R.endFrame()");
+    EXPECT_EQ(log, expected);
+
+    const FrameReport& report = renderer.frameReport();
+    ASSERT_EQ(report.numRuns(), 2);
+    EXPECT_EQ(report.run(0).node, c.a);
+    EXPECT_EQ(report.run(1).node, c.c);
+    EXPECT_EQ(report.passState(0), State::Ran);
+    EXPECT_EQ(report.passState(1), State::Disabled);
+    EXPECT_EQ(report.passState(2), State::Ran);
+    EXPECT_EQ(report.passNodes(State::Disabled), QVector<int>({c.b}));
+    EXPECT_TRUE(report.succeeded());
+    EXPECT_EQ(withoutTimes(report.text(graph())),
+              s("frame 0: succeeded, 2 runs, target C\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "  1. A: T ms, T units\n"
+                "  2. C: T ms, T units\n"
+                "passes:\n"
+                "  A: ran\n"
+                "  B: disabled\n"
+                "  C: ran, target\n"));
+}
+
+TEST_F(FrameReportTest, AsynchronousPassShowsItsWait)
+{
+    const int t = add(s("T"), 0, 0);
+    renderer.setTarget(t);
+    pass[s("T")]->unfinishedPolls = 2;
+    renderer.setFrameReportEnabled(true);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(log, QStringList() << s("R.beginFrame()") << runCalls(s("T"), {}, {}, 3) << s("R.endFrame()"));
+
+    const FrameReport& report = renderer.frameReport();
+    ASSERT_EQ(report.numRuns(), 1);
+    const FrameReport::PassRun& r = report.run(0);
+    EXPECT_EQ(r.polls, 3);
+    // The wait runs from the first unfinished poll to the finishing one,
+    // across two sleeps of at least 100 microseconds each.
+    EXPECT_LE(r.beginNsecs, r.waitBeginNsecs);
+    EXPECT_GE(r.waitEndNsecs - r.waitBeginNsecs, 200000);
+    EXPECT_LE(r.waitEndNsecs, r.endNsecs);
+    EXPECT_EQ(r.waitMilliseconds(), double(r.waitEndNsecs - r.waitBeginNsecs) / 1000000.0);
+    EXPECT_GE(r.milliseconds(), 0.2);
+    expectRunsInsideTheFrame(report);
+    // The pass times itself from inside beginFrame() to inside endFrame(),
+    // by the same rule: never longer than the run around it.
+    EXPECT_LE(pass[s("T")]->frameTimes()[0], r.frameTime());
+    EXPECT_GT(pass[s("T")]->frameTimes()[0], 0.0);
+
+    EXPECT_EQ(withoutTimes(report.text(graph())),
+              s("frame 0: succeeded, 1 run, target T\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "  1. T: T ms, T units, waited T ms over 3 polls\n"
+                "passes:\n"
+                "  T: ran, target\n"));
+}
+
+TEST_F(FrameReportTest, TargetRunTwiceAndTheUnreachedProducer)
+{
+    // A -> T (target); A -> X, and X feeds the renderer output.
+    const int out = renderer.addOutput(s("out"));
+    const int a = add(s("A"), 0, 1);
+    const int t = add(s("T"), 1, 0);
+    const int x = add(s("X"), 1, 1);
+    edge(a, 0, t, 0);
+    edge(a, 0, x, 0);
+    feedOutput(out, x, 0);
+    renderer.setTarget(t);
+    renderer.setFrameReportEnabled(true);
+
+    EXPECT_TRUE(renderer.render(nullptr));
+    QStringList expected;
+    expected << s("R.beginFrame()") << runCalls(s("A"), {}, {{0, 1}}) << runCalls(s("T"), {s("A.0@1")})
+             << runCalls(s("T"), {s("A.0@1")}) << s("R.endFrame()");
+    EXPECT_EQ(log, expected);
+
+    const FrameReport& report = renderer.frameReport();
+    ASSERT_EQ(report.numRuns(), 3);
+    EXPECT_EQ(report.run(0).node, a);
+    EXPECT_EQ(report.run(1).node, t);
+    EXPECT_EQ(report.run(2).node, t);
+    EXPECT_EQ(report.numRunsOf(1), 2);
+    EXPECT_EQ(report.numRunsOf(2), 0);
+    EXPECT_EQ(report.passState(0), State::Ran);
+    EXPECT_EQ(report.passState(1), State::Ran);
+    EXPECT_EQ(report.passState(2), State::Unreached);
+    EXPECT_EQ(report.passNodes(State::Unreached), QVector<int>({x}));
+    expectRunsInsideTheFrame(report);
+    EXPECT_EQ(withoutTimes(report.text(graph())),
+              s("frame 0: succeeded, 3 runs, target T\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "  1. A: T ms, T units\n"
+                "  2. T: T ms, T units\n"
+                "  3. T: T ms, T units\n"
+                "passes:\n"
+                "  A: ran\n"
+                "  T: ran (2 runs), target\n"
+                "  X: not reached\n"));
+}
+
+TEST_F(FrameReportTest, FrameTimeIsTheOneTheRendererRecorded)
+{
+    chain();
+    renderer.setFrameReportEnabled(true);
+    for (int frame = 0; frame < 3; ++frame) {
+        EXPECT_TRUE(renderer.render(nullptr));
+        const FrameReport& report = renderer.frameReport();
+        EXPECT_EQ(report.frameIndex(), frame);
+        EXPECT_EQ(report.frameTime(), ZrnTest::lastRecorded(renderer.frameStatistics()));
+        EXPECT_EQ(report.milliseconds(), double(report.endNsecs() - report.beginNsecs()) / 1000000.0);
+        // The renderer's timer runs inside the report's readings.
+        EXPECT_LE(report.frameTime(), frameTimeOf(report.endNsecs() - report.beginNsecs()));
+        expectRunsInsideTheFrame(report);
+        EXPECT_EQ(report.numRuns(), 3); // the same storage, refilled
+    }
+}
+
+namespace {
+
+// Times its frames itself and records nothing in the frame statistics.
+class SelfTimedRenderer : public Renderer
+{
+public:
+    void beginFrame(RenderCallbacks*) override { }
+    void endFrame(RenderCallbacks*) override { }
+};
+
+} // namespace
+
+TEST(FrameReport, RendererThatRecordsNoFrameTimeReportsZero)
+{
+    SelfTimedRenderer renderer;
+    renderer.setTarget(renderer.addPass(s("P"), new ZrnTest::RecordingPass(s("P"), nullptr, 0, 0), 0));
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(renderer.frameCount(), 0);
+    EXPECT_EQ(renderer.frameReport().frameIndex(), 0);
+    EXPECT_EQ(renderer.frameReport().frameTime(), 0.0);
+    EXPECT_EQ(renderer.frameReport().numRuns(), 1);
+}
+
+TEST_F(FrameReportTest, TurningItOffKeepsTheLastReport)
+{
+    const Chain c = chain();
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    renderer.setFrameReportEnabled(false);
+    EXPECT_FALSE(renderer.isFrameReportEnabled());
+    pass[s("B")]->failWith = 5;
+    EXPECT_FALSE(renderer.render(nullptr));
+    EXPECT_EQ(renderer.frameReport().frameIndex(), 0);
+    EXPECT_TRUE(renderer.frameReport().succeeded());
+
+    const FrameReport kept = renderer.frameReport();
+    renderer.setFrameReportEnabled(true);
+    EXPECT_FALSE(renderer.render(nullptr));
+    EXPECT_EQ(renderer.frameReport().frameIndex(), 2);
+    EXPECT_EQ(renderer.frameReport().failedNode(), c.b);
+    EXPECT_EQ(renderer.frameReport().errorCode(), 5u);
+    // The copy keeps its own frame.
+    EXPECT_EQ(kept.frameIndex(), 0);
+    EXPECT_EQ(kept.numRuns(), 3);
+    EXPECT_EQ(kept.failedNode(), Graph::kInvalidNodeRef);
+}
+
+TEST_F(FrameReportTest, NoValidTargetRunsNothingAndSaysSo)
+{
+    const int out = renderer.addOutput(s("out"));
+    const int p = add(s("P"), 0, 1);
+    feedOutput(out, p, 0);
+    renderer.setFrameReportEnabled(true);
+
+    EXPECT_FALSE(renderer.render(nullptr));
+    const FrameReport& report = renderer.frameReport();
+    EXPECT_FALSE(report.succeeded());
+    EXPECT_EQ(report.numRuns(), 0);
+    EXPECT_EQ(report.failedNode(), Graph::kInvalidNodeRef);
+    EXPECT_EQ(report.passState(0), State::Unreached);
+    EXPECT_EQ(withoutTimes(report.text(graph())),
+              s("frame 0: failed, no valid target, 0 runs, target none\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "passes:\n"
+                "  P: not reached\n"));
+}
+
+TEST_F(FrameReportTest, NestedPassesAreNamedByTheirPath)
+{
+    const int post = renderer.addGroup(s("post"), 0, 0, Graph::kRootNodeRef);
+    const int blur = add(s("blur"), 0, 0, post);
+    add(s("idle"), 0, 0, post);
+    renderer.setTarget(blur);
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(withoutTimes(renderer.frameReport().text(graph())),
+              s("frame 0: succeeded, 1 run, target post/blur\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "  1. post/blur: T ms, T units\n"
+                "passes:\n"
+                "  post/blur: ran, target\n"
+                "  post/idle: not needed\n"));
+}
+
+namespace {
+
+// The runs of a frame as "<node>:<code>" and the pass states, for comparing
+// frames.
+QStringList summary(const FrameReport& report)
+{
+    QStringList out;
+    for (int i = 0; i < report.numRuns(); ++i)
+        out << QStringLiteral("%1:%2").arg(report.run(i).node).arg(report.run(i).errorCode);
+    for (int p = 0; p < report.numPasses(); ++p)
+        out << FrameReport::stateName(report.passState(p));
+    return out;
+}
+
+} // namespace
+
+// A frame that replays the recorded schedule and a frame that walks the graph
+// give the same report, frame after frame and across edits.
+TEST(FrameReport, WalkingAndReplayedFramesReportAlike)
+{
+    for (const bool walking : {true, false}) {
+        SCOPED_TRACE(walking ? "walking frames" : "replayed frames");
+        Renderer renderer;
+        Internal::setLiteralFrames(renderer, walking);
+        Graph& g = renderer.getGraph();
+        const int out = renderer.addOutput(s("out"));
+        auto* b = new ZrnTest::RecordingPass(s("B"), nullptr, 1, 1);
+        const int a = renderer.addPass(s("A"), new ZrnTest::RecordingPass(s("A"), nullptr, 1, 1), 0);
+        const int bn = renderer.addPass(s("B"), b, 0);
+        const int t = renderer.addPass(s("T"), new ZrnTest::RecordingPass(s("T"), nullptr, 1, 0), 0);
+        const int x = renderer.addPass(s("X"), new ZrnTest::RecordingPass(s("X"), nullptr, 0, 2), 0);
+        ASSERT_NE(g.addEdge(a, 0, bn, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addEdge(bn, 0, t, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addUpEdge(out, x, 0), Graph::kInvalidEdgeRef);
+        renderer.setTarget(t);
+        renderer.setFrameReportEnabled(true);
+        const FrameReport& report = renderer.frameReport();
+        const QStringList twice = {QStringLiteral("%1:0").arg(a),
+                                   QStringLiteral("%1:0").arg(bn),
+                                   QStringLiteral("%1:0").arg(t),
+                                   QStringLiteral("%1:0").arg(t),
+                                   s("ran"),
+                                   s("ran"),
+                                   s("ran"),
+                                   s("not reached")};
+
+        for (int frame = 0; frame < 2; ++frame) {
+            EXPECT_TRUE(renderer.render(nullptr));
+            EXPECT_EQ(summary(report), twice) << "frame " << frame;
+        }
+        renderer.setEnabled(bn, false);
+        EXPECT_TRUE(renderer.render(nullptr));
+        EXPECT_EQ(summary(report),
+                  QStringList({QStringLiteral("%1:0").arg(a), QStringLiteral("%1:0").arg(t),
+                               QStringLiteral("%1:0").arg(t), s("ran"), s("disabled"), s("ran"), s("not reached")}));
+        renderer.setEnabled(bn, true);
+        b->failWith = 7;
+        EXPECT_FALSE(renderer.render(nullptr));
+        EXPECT_EQ(summary(report),
+                  QStringList({QStringLiteral("%1:0").arg(a), QStringLiteral("%1:7").arg(bn), s("ran"), s("failed"),
+                               s("not run"), s("not reached")}));
+        EXPECT_EQ(report.failedNode(), bn);
+        // A new edge moves X upstream of the target.
+        b->failWith = 0;
+        ASSERT_NE(g.addEdge(x, 1, a, 0), Graph::kInvalidEdgeRef);
+        EXPECT_TRUE(renderer.render(nullptr));
+        EXPECT_EQ(summary(report),
+                  QStringList({QStringLiteral("%1:0").arg(x), QStringLiteral("%1:0").arg(a),
+                               QStringLiteral("%1:0").arg(bn), QStringLiteral("%1:0").arg(t), s("ran"), s("ran"),
+                               s("ran"), s("ran")}));
+        EXPECT_EQ(renderer.frameReport().frameIndex(), 4);
+    }
+}
+
+TEST(FrameReport, StateNames)
+{
+    EXPECT_EQ(FrameReport::stateName(State::NotNeeded), s("not needed"));
+    EXPECT_EQ(FrameReport::stateName(State::Disabled), s("disabled"));
+    EXPECT_EQ(FrameReport::stateName(State::Ran), s("ran"));
+    EXPECT_EQ(FrameReport::stateName(State::Failed), s("failed"));
+    EXPECT_EQ(FrameReport::stateName(State::NotRun), s("not run"));
+    EXPECT_EQ(FrameReport::stateName(State::Unreached), s("not reached"));
+}
