@@ -221,6 +221,7 @@ const Row kRows[] = {
     {"removeOutputGroup", [](Fixture& f) { f.g.removeOutputGroup(f.a, 0); }, true},
     {"removeOutputGroupOutOfRange", [](Fixture& f) { f.g.removeOutputGroup(f.a, 1); }, false},
     {"purge", [](Fixture& f) { f.g.purge(); }, true},
+    {"compact", [](Fixture& f) { f.g.compact(); }, true},
     {"purgeWithMaps",
      [](Fixture& f) {
          QVector<int> nodes;

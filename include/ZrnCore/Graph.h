@@ -368,6 +368,22 @@ public:
     /// `edgeMap[old]` give the new reference of each old slot, -1 for a
     /// dropped one. Either pointer may be null.
     void purge(QVector<int>* nodeMap, QVector<int>* edgeMap);
+    /// Drops removed nodes and edges and renumbers the rest in order, keeping
+    /// the hierarchy right, unlike purge(): every children list keeps its
+    /// live children in their order under their new references and loses
+    /// the removed ones (a node that removeChildNode() left listed included),
+    /// and every `parent` field names the parent's new reference. Port
+    /// sources and destinations and edge ends are translated as by purge();
+    /// a graph with nothing removed keeps every reference and list as it was.
+    /// References held by the caller must be translated afterwards. A field
+    /// that names no live slot (only an earlier purge() leaves such fields,
+    /// and an edge whose port was erased before its node was removed) becomes
+    /// -1, or leaves its list.
+    void compact();
+    /// As compact(), and hands out the maps it used: `nodeMap[old]` and
+    /// `edgeMap[old]` give the new reference of each old slot, -1 for a
+    /// dropped one. Either pointer may be null.
+    void compact(QVector<int>* nodeMap, QVector<int>* edgeMap);
 
     // ------------------------------------------------------------ walk primitives
     // Each takes a port by reference, moves it along the edges that feed it

@@ -12,6 +12,11 @@ namespace Zrn {
 /// The host's own context object. The library declares it and never defines,
 /// dereferences or stores it: Renderer hands the pointer it is given, null
 /// included, unchanged to the pass operations that take one.
+///
+/// A host that wants a context defines the class itself, once in the
+/// program and in this namespace, e.g.
+/// `class Morvane::Zrn::RenderCallbacks { public: QAtomicInt framesStarted; };`
+/// (see examples/worker-thread/main.cpp); a host that needs none passes null.
 class RenderCallbacks;
 
 /// What one recursive walk of the renderer does at each node.

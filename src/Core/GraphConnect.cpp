@@ -24,45 +24,72 @@ constexpr int kLineChildNode = 717;
 constexpr int kLineChildInput = 718;
 constexpr int kLineParentInput = 719;
 
-// Which ports take part in a bulk pairing: all of them, or only those of
-// one group on each side (-1 selecting the ports in no group).
-struct GroupFilter
+// The pairing of connectByName() and connectGroups(): free inputs of
+// `dstNode` from outputs of `srcNode` that feed nothing or feed siblings.
+Pairing siblingPairing(int srcNode, int dstNode)
 {
-    bool active = false;
-    int srcGroup = Graph::kInvalidGroupRef;
-    int dstGroup = Graph::kInvalidGroupRef;
-};
+    Pairing pairing;
+    pairing.kind = Pairing::Kind::Regular;
+    pairing.fromNode = srcNode;
+    pairing.fromSide = Side::Output;
+    pairing.toNode = dstNode;
+    pairing.toSide = Side::Input;
+    return pairing;
+}
 
-// The pairing of connectByName() and connectGroups(): for each free input of
-// `dstNode`, one attempt from the first eligible output of `srcNode` with its
-// name. An output is eligible when it feeds nothing yet or its first
-// destination is a regular edge.
-void connectSiblings(Graph& g, int srcNode, int dstNode, const GroupFilter& filter)
+// The pairing of connectDownByName() (inputs) and connectUpByName()
+// (outputs): free ports of the child from the parent's ports of that side.
+Pairing hierarchyPairing(Pairing::Kind kind, int parent, int child, Side side)
 {
-    if (!g.isValidNode(srcNode) || !g.isValidNode(dstNode))
-        return;
-    const int numInputs = g.numInputs(dstNode);
-    for (int i = 0; i < numInputs; ++i) {
-        if (g.inputSource(dstNode, i) != Graph::kInvalidEdgeRef)
-            continue;
-        if (filter.active && g.inputGroup(dstNode, i) != filter.dstGroup)
-            continue;
-        const QString name = g.inputName(dstNode, i);
-        const int numOutputs = g.numOutputs(srcNode);
-        for (int o = 0; o < numOutputs; ++o) {
-            if (filter.active && g.outputGroup(srcNode, o) != filter.srcGroup)
-                continue;
-            const bool eligible =
-                g.numOutputDestinations(srcNode, o) == 0 || g.isRegularEdge(g.outputDestination(srcNode, o, 0));
-            if (eligible && g.outputName(srcNode, o) == name) {
-                g.addEdge(srcNode, o, dstNode, i); // one attempt, refused or not
-                break;
-            }
-        }
-    }
+    Pairing pairing;
+    pairing.kind = kind;
+    pairing.fromNode = parent;
+    pairing.fromSide = side;
+    pairing.toNode = child;
+    pairing.toSide = side;
+    return pairing;
 }
 
 } // namespace
+
+void Graph::Impl::pairByName(Graph& graph, const Pairing& pairing)
+{
+    const auto firstIsOfKind = [this, &pairing](int e) {
+        if (!validEdge(e))
+            return false;
+        switch (pairing.kind) {
+        case Pairing::Kind::Regular: return regular(edge(e));
+        case Pairing::Kind::Down: return down(edge(e));
+        case Pairing::Kind::Up: return up(edge(e));
+        }
+        return false;
+    };
+    const int numTo = int(node(pairing.toNode).ports(pairing.toSide).size());
+    for (int t = 0; t < numTo; ++t) {
+        const Port& to = node(pairing.toNode).ports(pairing.toSide)[size_t(t)];
+        if (to.source != kInvalidEdgeRef)
+            continue;
+        if (pairing.grouped && to.group != pairing.toGroup)
+            continue;
+        const QString name = to.name;
+        const int numFrom = int(node(pairing.fromNode).ports(pairing.fromSide).size());
+        for (int f = 0; f < numFrom; ++f) {
+            const Port& from = node(pairing.fromNode).ports(pairing.fromSide)[size_t(f)];
+            if (pairing.grouped && from.group != pairing.fromGroup)
+                continue;
+            const bool eligible = from.destinations.empty() || firstIsOfKind(from.destinations.front());
+            if (!eligible || from.name != name)
+                continue;
+            // One attempt, refused or not.
+            switch (pairing.kind) {
+            case Pairing::Kind::Regular: graph.addEdge(pairing.fromNode, f, pairing.toNode, t); break;
+            case Pairing::Kind::Down: graph.addDownEdge(f, pairing.toNode, t); break;
+            case Pairing::Kind::Up: graph.addUpEdge(f, pairing.toNode, t); break;
+            }
+            break;
+        }
+    }
+}
 
 int Graph::addEdgeByName(int srcNode, const QString& srcOutputName, int dstNode, const QString& dstInputName)
 {
@@ -124,17 +151,21 @@ int Graph::addUpEdgeByName(const QString& parentOutputName, int childNode, const
 void Graph::connectByName(int srcNode, int dstNode)
 {
     Internal::traceUnpairedInputs(*this, "connectByName", srcNode, dstNode, false, kInvalidGroupRef, kInvalidGroupRef);
-    connectSiblings(*this, srcNode, dstNode, GroupFilter());
+    if (!isValidNode(srcNode) || !isValidNode(dstNode))
+        return;
+    d->pairByName(*this, siblingPairing(srcNode, dstNode));
 }
 
 void Graph::connectGroups(int srcNode, int srcGroup, int dstNode, int dstGroup)
 {
-    GroupFilter filter;
-    filter.active = true;
-    filter.srcGroup = srcGroup;
-    filter.dstGroup = dstGroup;
     Internal::traceUnpairedInputs(*this, "connectGroups", srcNode, dstNode, true, srcGroup, dstGroup);
-    connectSiblings(*this, srcNode, dstNode, filter);
+    if (!isValidNode(srcNode) || !isValidNode(dstNode))
+        return;
+    Pairing pairing = siblingPairing(srcNode, dstNode);
+    pairing.grouped = true;
+    pairing.fromGroup = srcGroup;
+    pairing.toGroup = dstGroup;
+    d->pairByName(*this, pairing);
 }
 
 void Graph::connectNamedGroups(int srcNode, const QString& srcGroupName, int dstNode, const QString& dstGroupName)
@@ -152,20 +183,7 @@ void Graph::connectDownByName(int childNode)
     const int parent = (isValidNode(childNode) ? parentNode(childNode) : kInvalidNodeRef);
     if (!isValidNode(parent))
         return;
-    const int numChildInputs = numInputs(childNode);
-    for (int i = 0; i < numChildInputs; ++i) {
-        if (inputSource(childNode, i) != kInvalidEdgeRef)
-            continue;
-        const QString name = inputName(childNode, i);
-        const int numParentInputs = numInputs(parent);
-        for (int j = 0; j < numParentInputs; ++j) {
-            const bool eligible = numInputDestinations(parent, j) == 0 || isDownEdge(inputDestination(parent, j, 0));
-            if (eligible && inputName(parent, j) == name) {
-                addDownEdge(j, childNode, i);
-                break;
-            }
-        }
-    }
+    d->pairByName(*this, hierarchyPairing(Pairing::Kind::Down, parent, childNode, Side::Input));
 }
 
 void Graph::connectUpByName(int childNode)
@@ -179,20 +197,7 @@ void Graph::connectUpByName(int childNode)
     // output's source, the child output's destinations). Both apply, and
     // the first attempt ends the search even when refused: kept as it is,
     // hosts rely on this pairing.
-    const int numChildOutputs = numOutputs(childNode);
-    for (int k = 0; k < numChildOutputs; ++k) {
-        if (outputSource(childNode, k) != kInvalidEdgeRef)
-            continue;
-        const QString name = outputName(childNode, k);
-        const int numParentOutputs = numOutputs(parent);
-        for (int j = 0; j < numParentOutputs; ++j) {
-            const bool eligible = numOutputDestinations(parent, j) == 0 || isUpEdge(outputDestination(parent, j, 0));
-            if (eligible && outputName(parent, j) == name) {
-                addUpEdge(j, childNode, k);
-                break;
-            }
-        }
-    }
+    d->pairByName(*this, hierarchyPairing(Pairing::Kind::Up, parent, childNode, Side::Output));
 }
 
 } // namespace Zrn

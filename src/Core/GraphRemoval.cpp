@@ -56,6 +56,21 @@ std::vector<int> buildMap(const std::vector<Record>& records)
     return map;
 }
 
+// The last steps of purge() and compact(): the removed records go, the live
+// ones keep their order.
+template <typename Record>
+void eraseRemoved(std::vector<Record>& records)
+{
+    records.erase(std::remove_if(records.begin(), records.end(), [](const Record& r) { return r.removed; }),
+                  records.end());
+}
+
+void handOut(const std::vector<int>& map, QVector<int>* out)
+{
+    if (out)
+        *out = QVector<int>(map.begin(), map.end());
+}
+
 void remapPorts(std::vector<Port>& ports, const std::vector<int>& edgeMap)
 {
     for (Port& port : ports) {
@@ -207,15 +222,70 @@ void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
         edge.dstNode = mapped(nodesTo, edge.dstNode);
     }
 
-    d->nodes.erase(std::remove_if(d->nodes.begin(), d->nodes.end(), [](const Node& n) { return n.removed; }),
-                   d->nodes.end());
-    d->edges.erase(std::remove_if(d->edges.begin(), d->edges.end(), [](const Edge& e) { return e.removed; }),
-                   d->edges.end());
+    eraseRemoved(d->nodes);
+    eraseRemoved(d->edges);
+    handOut(nodesTo, nodeMap);
+    handOut(edgesTo, edgeMap);
+}
 
-    if (nodeMap)
-        *nodeMap = QVector<int>(nodesTo.begin(), nodesTo.end());
-    if (edgeMap)
-        *edgeMap = QVector<int>(edgesTo.begin(), edgesTo.end());
+// ---------------------------------------------------------------- compact
+
+namespace {
+
+// Translates every reference of `refs` by `map` and drops those that map to
+// no live record, keeping the order of the rest.
+void translateList(std::vector<int>& refs, const std::vector<int>& map)
+{
+    size_t kept = 0;
+    for (int ref : refs) {
+        const int to = mapped(map, ref);
+        if (to != -1)
+            refs[kept++] = to;
+    }
+    refs.resize(kept);
+}
+
+void translatePorts(std::vector<Port>& ports, const std::vector<int>& edgeMap)
+{
+    for (Port& port : ports) {
+        if (port.source != Graph::kInvalidEdgeRef)
+            port.source = mapped(edgeMap, port.source);
+        translateList(port.destinations, edgeMap);
+    }
+}
+
+} // namespace
+
+void Graph::compact()
+{
+    compact(nullptr, nullptr);
+}
+
+void Graph::compact(QVector<int>* nodeMap, QVector<int>* edgeMap)
+{
+    d->changed();
+    const std::vector<int> nodesTo = buildMap(d->nodes);
+    const std::vector<int> edgesTo = buildMap(d->edges);
+
+    for (Node& node : d->nodes) {
+        if (node.removed)
+            continue;
+        translatePorts(node.inputs, edgesTo);
+        translatePorts(node.outputs, edgesTo);
+        translateList(node.children, nodesTo);
+        node.parent = mapped(nodesTo, node.parent);
+    }
+    for (Edge& edge : d->edges) {
+        if (edge.removed)
+            continue;
+        edge.srcNode = mapped(nodesTo, edge.srcNode);
+        edge.dstNode = mapped(nodesTo, edge.dstNode);
+    }
+
+    eraseRemoved(d->nodes);
+    eraseRemoved(d->edges);
+    handOut(nodesTo, nodeMap);
+    handOut(edgesTo, edgeMap);
 }
 
 } // namespace Zrn

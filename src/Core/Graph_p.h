@@ -71,6 +71,29 @@ inline bool inRange(int index, size_t size)
 // removed node. `port` must belong to `graph`.
 void removeEdgesAt(Graph& graph, Port& port);
 
+// One bulk pairing by name (connectByName(), connectGroups(),
+// connectDownByName(), connectUpByName()): for each free port of `toNode` on
+// `toSide`, one attempt of an edge of `kind` from the first eligible port of
+// `fromNode` on `fromSide` with the same name. A port is eligible when it
+// feeds nothing yet or its first destination is an edge of `kind`; with
+// `grouped`, only ports of `fromGroup` and `toGroup` take part.
+struct Pairing
+{
+    enum class Kind : std::uint8_t {
+        Regular,
+        Down,
+        Up,
+    };
+    Kind kind = Kind::Regular;
+    int fromNode = -1;
+    Side fromSide = Side::Output;
+    int toNode = -1;
+    Side toSide = Side::Input;
+    bool grouped = false;
+    int fromGroup = -1;
+    int toGroup = -1;
+};
+
 // The whole storage of a Graph. Records refer to one another by index only.
 struct Graph::Impl
 {
@@ -146,6 +169,11 @@ struct Graph::Impl
     bool validPortDestination(int n, Side side, int i, int index) const;
     void removePort(int n, Side side, int i);
     void removeGroup(int n, Side side, int g);
+
+    // The one loop of the bulk pairings by name (GraphConnect.cpp). Both
+    // nodes must be in the storage. Edges are made through `graph`'s
+    // addEdge(), addDownEdge() and addUpEdge(), so their refusals hold.
+    void pairByName(Graph& graph, const Pairing& pairing);
 
     // Name lookups that read a node's records as they stand, removed or not:
     // the first port (group) of `n` named `name`, or -1 when none is or when

@@ -106,12 +106,14 @@ bool Graph::precedes(int a, int b, bool throughHierarchy) const
         const int n = s.queue[head];
         if (n == a) // compared before the visited test
             return true;
+        const Node* record = d->nodeAt(n);
+        if (!record)
+            continue; // outside the storage: no inputs, and no visited slot
         if (s.visited.marked(n))
             continue;
         s.visited.mark(n);
 
-        const Node* record = d->nodeAt(n);
-        const int count = record ? int(record->inputs.size()) : 0;
+        const int count = int(record->inputs.size());
         for (int i = 0; i < count; ++i) {
             int m = n;
             int k = i;
