@@ -3,9 +3,11 @@
 
 #include <ZrnCore/FrameReport.h>
 #include <ZrnCore/Graph.h>
+#include <ZrnCore/GraphPicture.h>
 #include <ZrnCore/Renderer.h>
 
 #include "../src/Core/RendererHooks_p.h"
+#include "GraphvizCheck.h"
 #include "RecordingRendererFixture.h"
 
 #include <gtest/gtest.h>
@@ -421,4 +423,67 @@ TEST(FrameReport, StateNames)
     EXPECT_EQ(FrameReport::stateName(State::Failed), s("failed"));
     EXPECT_EQ(FrameReport::stateName(State::NotRun), s("not run"));
     EXPECT_EQ(FrameReport::stateName(State::Unreached), s("not reached"));
+}
+
+TEST_F(FrameReportTest, PictureShowsEachPassState)
+{
+    // D (disabled) -> A -> B -> C (target); B fails with 3; E not needed;
+    // X feeds the renderer output and is not reached.
+    const int out = renderer.addOutput(s("out"));
+    const int d = add(s("D"), 0, 1);
+    const int a = add(s("A"), 1, 1);
+    const int b = add(s("B"), 1, 1);
+    const int c = add(s("C"), 1, 1);
+    add(s("E"), 0, 0);
+    const int x = add(s("X"), 0, 1);
+    edge(d, 0, a, 0);
+    edge(a, 0, b, 0);
+    edge(b, 0, c, 0);
+    feedOutput(out, x, 0);
+    renderer.setTarget(c);
+    renderer.setEnabled(d, false);
+    pass[s("B")]->failWith = 3;
+    renderer.setFrameReportEnabled(true);
+    EXPECT_FALSE(renderer.render(nullptr));
+
+    const QString picture = renderer.frameReport().picture(graph());
+    // Each pass's note and extra attributes, times as "T".
+    QStringList drawn;
+    const QRegularExpression pass(
+        QStringLiteral("<b>(\\w)</b> #\\d+<br/><font point-size=\"9\">(.*)</font></td>.*>>, (.*)\\];$"));
+    for (const QString& line : picture.split(QLatin1Char('\n'))) {
+        const QRegularExpressionMatch m = pass.match(line);
+        if (m.hasMatch())
+            drawn << m.captured(1) + QStringLiteral(" | ") + withoutTimes(m.captured(2)) + QStringLiteral(" | ")
+                    + m.captured(3);
+    }
+    EXPECT_EQ(drawn,
+              QStringList({
+                  s("D | disabled | style=\"filled,dashed\", fillcolor=\"#e0e0e0\""),
+                  s("A | ran<br/>T ms | style=\"filled\", fillcolor=\"#c8ecc8\""),
+                  s("B | failed: error code 3<br/>T ms | style=\"filled\", fillcolor=\"#f4a0a0\""),
+                  s("C | target<br/>not run | style=\"filled\", fillcolor=\"#fde3b0\", shape=\"box\", "
+                    "penwidth=\"3\""),
+                  s("E | not needed | fontcolor=\"#808080\", color=\"#a0a0a0\""),
+                  s("X | not reached | style=\"filled\", fillcolor=\"#fff6a8\""),
+              }));
+    EXPECT_DOT_ACCEPTS(picture);
+}
+
+TEST_F(FrameReportTest, PictureCountsTheTargetsRuns)
+{
+    // The target runs twice: once for itself, once for the unreached X.
+    const int out = renderer.addOutput(s("out"));
+    const int t = add(s("T"), 0, 0);
+    const int x = add(s("X"), 0, 1);
+    feedOutput(out, x, 0);
+    renderer.setTarget(t);
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    const QString picture = withoutTimes(renderer.frameReport().picture(graph()));
+    EXPECT_TRUE(picture.contains(s("<b>T</b> #1<br/><font point-size=\"9\">target<br/>ran<br/>2 runs, T ms</font>")))
+        << picture.toStdString();
+    EXPECT_DOT_ACCEPTS(picture);
+    // Before any frame, the plain hierarchy with nothing drawn on it.
+    EXPECT_EQ(FrameReport().picture(graph()), graphPicture(graph()));
 }

@@ -234,6 +234,31 @@ TEST_F(ScheduleFixture, EveryChangeThatDecidesTheScheduleRecordsItAgain)
     EXPECT_EQ(compilations(), 7u);
 }
 
+TEST_F(ScheduleFixture, TargetThatIsNoNodeIsRefusedInReplayedFramesToo)
+{
+    frame();
+    renderer.setTarget(99);
+    for (int n = 0; n < 2; ++n) {
+        log.clear();
+        EXPECT_FALSE(renderer.render(nullptr));
+        EXPECT_EQ(log, QStringList({s("R.beginFrame()"), s("R.endFrame()")}));
+        EXPECT_EQ(renderer.getNumPasses(), 0);
+        EXPECT_EQ(renderer.output(0), QVariant(s("T.0@1"))); // still collected
+    }
+    renderer.setTarget(Graph::kInvalidNodeRef); // unset while an output is fed
+    log.clear();
+    EXPECT_FALSE(renderer.render(nullptr));
+    EXPECT_EQ(log, QStringList({s("R.beginFrame()"), s("R.endFrame()")}));
+    EXPECT_EQ(compilations(), 3u);
+
+    renderer.setTarget(nodeT);
+    EXPECT_EQ(frame(),
+              QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("5")}, {{0, 1}})
+                  + runCalls(s("B"), {s("A.0@2")}, {{0, 1}}) + runCalls(s("T"), {s("B.0@2")})
+                  + QStringList{s("R.endFrame()")});
+    EXPECT_EQ(compilations(), 4u);
+}
+
 TEST_F(ScheduleFixture, LiteralFramesRecordNothing)
 {
     Internal::setLiteralFrames(renderer, true);

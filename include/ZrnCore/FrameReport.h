@@ -131,6 +131,17 @@ public:
     /// reported\n".
     QString text(const Graph& graph) const;
 
+    /// Returns a Graphviz picture of `graph` (see graphPicture()) with the
+    /// frame drawn on it: passes that ran filled green, the failed one red
+    /// with its error code, disabled ones grey and dashed, passes that did
+    /// not run after the failure orange, producers the walks did not reach
+    /// yellow, passes not needed greyed out; the target is framed by a thick
+    /// box.
+    /// Each pass shows its state and its wall-clock time (the sum over its
+    /// runs, with their number when it ran more than once). `graph` should
+    /// be the renderer's graph as the frame saw it.
+    QString picture(const Graph& graph) const;
+
     /// Returns the words text() uses for `state`: "not needed", "disabled",
     /// "ran", "failed", "not run" or "not reached".
     static QString stateName(PassState state);

@@ -151,6 +151,7 @@ int Graph::addNode(const QString& name, int numInputs, int numOutputs, int paren
     Node& created = d->node(ref);
     appendPorts(created.inputs, numInputs);
     appendPorts(created.outputs, numOutputs);
+    d->orderNodeAdded(ref);
     return ref;
 }
 
@@ -644,7 +645,9 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
         if (!out.empty() && !isRegularEdge(out.front()))
             return kInvalidEdgeRef;
     }
-    if (precedes(dstNode, srcNode, true))
+    // The order of producers proves most edges free of cycles; where it
+    // cannot, the search decides.
+    if (!d->orderProvesNoPath(srcNode, dstNode) && precedes(dstNode, srcNode, true))
         return kInvalidEdgeRef;
 
     d->changed();
@@ -652,6 +655,7 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     d->edges.push_back(Edge{srcNode, srcOutput, dstNode, dstInput, false});
     d->node(srcNode).outputs[size_t(srcOutput)].destinations.push_back(id);
     d->node(dstNode).inputs[size_t(dstInput)].source = id;
+    d->orderEdgeAdded(id, EdgeMade::Regular);
     return id;
 }
 
@@ -673,6 +677,7 @@ int Graph::addDownEdge(int parentInput, int childNode, int childInput)
     d->edges.push_back(Edge{parent, parentInput, childNode, childInput, false});
     d->node(parent).inputs[size_t(parentInput)].destinations.push_back(id);
     d->node(childNode).inputs[size_t(childInput)].source = id;
+    d->orderEdgeAdded(id, EdgeMade::Down);
     return id;
 }
 
@@ -698,6 +703,7 @@ int Graph::addUpEdge(int parentOutput, int childNode, int childOutput)
     d->edges.push_back(Edge{childNode, childOutput, parent, parentOutput, false});
     d->node(childNode).outputs[size_t(childOutput)].destinations.push_back(id);
     d->node(parent).outputs[size_t(parentOutput)].source = id;
+    d->orderEdgeAdded(id, EdgeMade::Up);
     return id;
 }
 
@@ -738,6 +744,7 @@ void Graph::removeEdge(int edge)
         }
     }
     e.removed = true;
+    d->orderEdgeRemoved(edge);
 }
 
 void Graph::disconnectInput(int node, int input)

@@ -6,6 +6,7 @@
 // so that a check and the operation always agree.
 
 #include "GraphDiagnostics_p.h"
+#include "Graph_p.h"
 
 #include <ZrnCore/EdgeCheck.h>
 #include <ZrnCore/Graph.h>
@@ -122,7 +123,9 @@ EdgeCheck Graph::checkEdge(int srcNode, int srcOutput, int dstNode, int dstInput
                               .arg(outputText(*this, srcNode, srcOutput), QString::number(first)));
         }
     }
-    if (precedes(dstNode, srcNode, true)) {
+    // As addEdge: the order of producers, where it is up to date, rules out
+    // most cycles without the search.
+    if (!d->orderProvesNoPathAsIs(srcNode, dstNode) && precedes(dstNode, srcNode, true)) {
         if (srcNode == dstNode) {
             return refuse(EdgeRefusal::WouldCloseCycle,
                           QStringLiteral("An edge from %1 to itself would close a cycle.")

@@ -81,6 +81,29 @@ QString typeName(const QJsonValue& value)
     return QStringLiteral("nothing");
 }
 
+// A string of the document as it is shown in a message: in double quotation
+// marks, escaped as in JSON so that the message stays one line, and cut
+// after 60 characters.
+QString shown(const QString& text)
+{
+    constexpr int kShown = 60;
+    QString out = QStringLiteral("\"");
+    for (int i = 0; i < text.size() && i < kShown; ++i) {
+        const ushort c = text.at(i).unicode();
+        if (c == '"' || c == '\\')
+            out += QLatin1Char('\\') + text.at(i);
+        else if (c == '\n')
+            out += QLatin1String("\\n");
+        else if (c < 0x20 || c == 0x7f || c == 0x2028 || c == 0x2029)
+            out += QStringLiteral("\\u%1").arg(c, 4, 16, QLatin1Char('0'));
+        else
+            out += text.at(i);
+    }
+    if (text.size() > kShown)
+        out += QStringLiteral("...");
+    return out + QLatin1Char('"');
+}
+
 QString parseErrorText(QJsonParseError::ParseError error)
 {
     switch (error) {
@@ -120,7 +143,7 @@ public:
             allowed << QString::fromLatin1(name);
         for (auto it = m_object.constBegin(); it != m_object.constEnd(); ++it) {
             if (!allowed.contains(it.key()))
-                throw Refusal{where + QStringLiteral(": unknown field \"") + it.key() + QLatin1Char('"')};
+                throw Refusal{where + QStringLiteral(": unknown field ") + shown(it.key())};
         }
     }
 
@@ -217,7 +240,7 @@ public:
         const QString format = header.string("format");
         if (format != QLatin1String(kGraphDocumentFormat))
             throw Refusal{QStringLiteral("format: must be \"") + QLatin1String(kGraphDocumentFormat)
-                          + QStringLiteral("\", not \"") + format + QLatin1Char('"')};
+                          + QStringLiteral("\", not ") + shown(format)};
         const int version = header.integer("version");
         if (version != kGraphDocumentVersion)
             throw Refusal{QStringLiteral("version: ") + QString::number(version)
@@ -369,8 +392,8 @@ private:
                 kind = k;
         }
         if (kind < 0)
-            throw Refusal{f.placeOf("kind") + QStringLiteral(": must be \"regular\", \"down\" or \"up\", not \"")
-                          + kindName + QLatin1Char('"')};
+            throw Refusal{f.placeOf("kind") + QStringLiteral(": must be \"regular\", \"down\" or \"up\", not ")
+                          + shown(kindName)};
         const End src = readEnd(f, "src", kind != GraphTree::Down);
         const End dst = readEnd(f, "dst", kind == GraphTree::Up);
 

@@ -157,6 +157,7 @@ void Graph::Impl::removePort(int n, Side side, int i)
     if (!validPort(n, side, i))
         return;
     changed();
+    orderPortsErasing(n, side, i);
     std::vector<Port>& ports = node(n).ports(side);
     ports.erase(ports.begin() + i);
 }
@@ -200,6 +201,7 @@ void Graph::purge()
 void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
     d->changed();
+    d->orderInvalidate(); // references and edge kinds may all change
     const std::vector<int> nodesTo = buildMap(d->nodes);
     const std::vector<int> edgesTo = buildMap(d->edges);
 
@@ -264,6 +266,7 @@ void Graph::compact()
 void Graph::compact(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
     d->changed();
+    d->orderInvalidate(); // every reference may change
     const std::vector<int> nodesTo = buildMap(d->nodes);
     const std::vector<int> edgesTo = buildMap(d->edges);
 

@@ -71,6 +71,40 @@ inline bool inRange(int index, size_t size)
 // removed node. `port` must belong to `graph`.
 void removeEdgesAt(Graph& graph, Port& port);
 
+// Which creating operation made an edge, for the producer order's hooks.
+enum class EdgeMade : std::uint8_t {
+    Regular,
+    Down,
+    Up,
+};
+
+// An order of the node slots in which every producer comes before the nodes
+// it feeds, kept up to date edit by edit so that addEdge() can tell without
+// a search that most new edges close no cycle (GraphOrder.cpp).
+//
+// "n is fed by m" is the relation that precedes(..., true) follows: some
+// input of n, after walkUp, has a live regular source edge whose source
+// output, after walkDown, belongs to m. When rank[m] < rank[n] holds for
+// every such pair, a path upstream from b to a exists only if
+// rank[a] <= rank[b]; so rank[a] > rank[b] proves precedes(a, b, true) false.
+struct ProducerOrder
+{
+    enum class State : std::uint8_t {
+        Fresh,       // `rank` is an order of the relation as it stands
+        Stale,       // to be rebuilt from the records before the next use
+        LiteralOnly, // the relation is cyclic or the records are not fit for
+                     // the incremental updates: every answer comes from the
+                     // literal search, until an edit could have changed that
+    };
+
+    std::vector<int> rank; // per node slot
+    int nextRank = 0;      // above every rank handed out
+    State state = State::Stale;
+    // The highest parent field that named no slot at the last rebuild, -1 if
+    // none: a node created in that slot could close a loop of parents.
+    int parentBeyondStorage = -1;
+};
+
 // One bulk pairing by name (connectByName(), connectGroups(),
 // connectDownByName(), connectUpByName()): for each free port of `toNode` on
 // `toSide`, one attempt of an edge of `kind` from the first eligible port of
@@ -99,6 +133,7 @@ struct Graph::Impl
 {
     std::vector<Node> nodes;
     std::vector<Edge> edges;
+    ProducerOrder order;
     // Advanced by every mutating operation that changes something, so that
     // users of the graph can tell cheaply whether it may have changed.
     quint64 revision = 0;
@@ -188,6 +223,31 @@ struct Graph::Impl
     bool walkAcross(int& node, int& index) const;
     bool walkUp(int& node, int& index) const;
     bool walkDown(int& node, int& index) const;
+
+    // The producer order (GraphOrder.cpp). orderProvesNoPath() is true only
+    // when precedes(dstNode, srcNode, true) is certainly false; it rebuilds a
+    // stale order first. orderProvesNoPathAsIs() answers from the order as it
+    // stands, without rebuilding, for const callers.
+    bool orderProvesNoPath(int srcNode, int dstNode);
+    bool orderProvesNoPathAsIs(int srcNode, int dstNode) const;
+    // Hooks of the editing operations, called after the edit.
+    void orderNodeAdded(int node);
+    void orderEdgeAdded(int edge, EdgeMade made);
+    void orderEdgeRemoved(int edge);
+    // Called before ports from `index` on are erased from one side of `node`.
+    void orderPortsErasing(int node, Side side, int index);
+    // Everything may have moved (purge): rebuild before the next use.
+    void orderInvalidate() { order.state = ProducerOrder::State::Stale; }
+
+    // The order's own steps, used by the functions above.
+    int producerOf(int node, int input) const;
+    bool recordsFitForOrder(int& parentBeyondStorage) const;
+    void rebuildOrder();
+    bool collectInputConsumers(int node, int input, std::vector<int>& out) const;
+    bool collectOutputConsumers(int node, int output, std::vector<int>& out) const;
+    bool collectConsumers(int node, std::vector<int>& out) const;
+    void insertLinks(int producer, const std::vector<int>& consumers);
+    bool insertLink(int producer, int consumer);
 };
 
 // Read access to a graph's records for the library's own code that must see

@@ -1,0 +1,464 @@
+// The producer order behind addEdge()'s cycle refusal: the node slots in an
+// order where every producer comes before the nodes it feeds, kept up to
+// date edit by edit (a dynamic topological sort in the manner of Pearce and
+// Kelly), so that most new edges are shown to close no cycle without a
+// search. Where the order proves nothing, addEdge() searches as before.
+//
+// The relation is never stored; it is read off the records when needed:
+// - the producers of a node by the very walks precedes() makes;
+// - the consumers of a node the other way round, along destination lists.
+// The second way needs every followed edge to be listed at the port its
+// record names, and the parent fields to lead up without a loop. A rebuild
+// checks both; the edits that could break them (erasing connected ports,
+// purge) mark the order stale, and where they do not hold every answer
+// comes from the search.
+
+#include "Graph_p.h"
+#include "Visited_p.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace Morvane {
+namespace Zrn {
+
+using OrderState = ProducerOrder::State;
+
+namespace {
+
+// Working storage of the order's updates, reused by every call on this
+// thread. Each vector has one user at a time: the collectors, the link
+// insertion and the hooks nest but never share one.
+struct OrderScratch
+{
+    VisitStamps forwardSeen;
+    VisitStamps backwardSeen;
+    std::vector<std::pair<int, int>> inputPorts;  // collectInputConsumers()
+    std::vector<std::pair<int, int>> outputPorts; // collectOutputConsumers()
+    std::vector<int> consumers;                   // the hooks
+    std::vector<int> found;                       // insertLink(), per node
+    std::vector<int> stack;                       // insertLink()
+    std::vector<int> forward;                     // insertLink()
+    std::vector<int> backward;                    // insertLink()
+    std::vector<int> ranks;                       // insertLink()
+};
+
+thread_local OrderScratch orderScratch;
+
+} // namespace
+
+// ---------------------------------------------------------------- the relation
+
+int Graph::Impl::producerOf(int n, int input) const
+{
+    // The steps of precedes(..., true) for one input, in the same order.
+    int m = n;
+    int k = input;
+    walkUp(m, k);
+    const int e = node(m).inputs[size_t(k)].source;
+    if (!validEdge(e) || !regular(edge(e)))
+        return -1;
+    m = edge(e).srcNode;
+    k = edge(e).srcIndex;
+    walkDown(m, k);
+    return m;
+}
+
+bool Graph::Impl::collectInputConsumers(int n, int input, std::vector<int>& out) const
+{
+    // The nodes with an input whose walkUp() ends at (or passes) this one:
+    // the node itself, then, down edge by down edge, the children fed from it.
+    std::vector<std::pair<int, int>>& todo = orderScratch.inputPorts;
+    todo.clear();
+    todo.emplace_back(n, input);
+    size_t budget = edges.size(); // each down edge is followed at most once
+    while (!todo.empty()) {
+        const int x = todo.back().first;
+        const int j = todo.back().second;
+        todo.pop_back();
+        out.push_back(x);
+        for (int e : node(x).inputs[size_t(j)].destinations) {
+            if (!validEdge(e))
+                continue;
+            const Edge& d = edge(e);
+            if (!down(d) || d.srcNode != x || d.srcIndex != j)
+                continue;
+            const std::vector<Port>& fed = node(d.dstNode).inputs;
+            if (!inRange(d.dstIndex, fed.size()) || fed[size_t(d.dstIndex)].source != e)
+                continue;
+            if (budget-- == 0)
+                return false; // only a loop of parents gets here
+            todo.emplace_back(d.dstNode, d.dstIndex);
+        }
+    }
+    return true;
+}
+
+bool Graph::Impl::collectOutputConsumers(int n, int output, std::vector<int>& out) const
+{
+    // The nodes fed by the value of this output: through every output whose
+    // walkDown() reaches this one (up edges, upwards), every regular edge
+    // leaving such an output, and the inputs fed from its end.
+    std::vector<std::pair<int, int>>& todo = orderScratch.outputPorts;
+    todo.clear();
+    todo.emplace_back(n, output);
+    size_t budget = edges.size();
+    while (!todo.empty()) {
+        const int x = todo.back().first;
+        const int k = todo.back().second;
+        todo.pop_back();
+        for (int e : node(x).outputs[size_t(k)].destinations) {
+            if (!validEdge(e))
+                continue;
+            const Edge& d = edge(e);
+            if (d.srcNode != x || d.srcIndex != k)
+                continue;
+            if (up(d)) {
+                if (!inStorage(d.dstNode))
+                    continue;
+                const std::vector<Port>& fed = node(d.dstNode).outputs;
+                if (!inRange(d.dstIndex, fed.size()) || fed[size_t(d.dstIndex)].source != e)
+                    continue;
+                if (budget-- == 0)
+                    return false;
+                todo.emplace_back(d.dstNode, d.dstIndex);
+            } else if (regular(d)) {
+                const std::vector<Port>& fed = node(d.dstNode).inputs;
+                if (!inRange(d.dstIndex, fed.size()) || fed[size_t(d.dstIndex)].source != e)
+                    continue;
+                if (!collectInputConsumers(d.dstNode, d.dstIndex, out))
+                    return false;
+            }
+        }
+    }
+    return true;
+}
+
+bool Graph::Impl::collectConsumers(int n, std::vector<int>& out) const
+{
+    const std::vector<Port>& outputs = node(n).outputs;
+    for (size_t k = 0; k < outputs.size(); ++k) {
+        // An output fed from inside gives the value of a node below this one.
+        const int s = outputs[k].source;
+        if (validEdge(s) && up(edge(s)))
+            continue;
+        if (!collectOutputConsumers(n, int(k), out))
+            return false;
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------- rebuilding
+
+bool Graph::Impl::recordsFitForOrder(int& parentBeyondStorage) const
+{
+    const size_t count = nodes.size();
+
+    // Parent fields must lead up without a loop (purge() leaves them as they
+    // were, so they may name other nodes since). 0: not seen, 1: on the
+    // current climb, 2: known to end.
+    parentBeyondStorage = -1;
+    std::vector<std::uint8_t> seen(count, 0);
+    std::vector<int> climb;
+    for (size_t start = 0; start < count; ++start) {
+        climb.clear();
+        int n = int(start);
+        while (inStorage(n) && seen[size_t(n)] == 0) {
+            seen[size_t(n)] = 1;
+            climb.push_back(n);
+            n = parentOf(n);
+        }
+        if (inStorage(n) && seen[size_t(n)] == 1)
+            return false;
+        if (n >= int(count))
+            parentBeyondStorage = std::max(parentBeyondStorage, n);
+        for (int c : climb)
+            seen[size_t(c)] = 2;
+    }
+
+    // Every edge that a walk follows must be listed at the port its record
+    // names as its source, and name as its end the port that it feeds.
+    std::vector<std::uint8_t> listed(edges.size(), 0);
+    for (size_t n = 0; n < count; ++n) {
+        for (int side = 0; side < 2; ++side) {
+            const std::vector<Port>& ports = side == 0 ? nodes[n].inputs : nodes[n].outputs;
+            for (size_t k = 0; k < ports.size(); ++k) {
+                for (int e : ports[k].destinations) {
+                    if (!validEdge(e))
+                        continue;
+                    const Edge& d = edge(e);
+                    if (d.srcNode != int(n) || d.srcIndex != int(k))
+                        continue;
+                    if (side == 0 ? down(d) : (regular(d) || up(d)))
+                        listed[size_t(e)] = 1;
+                }
+            }
+        }
+    }
+    for (size_t n = 0; n < count; ++n) {
+        for (int side = 0; side < 2; ++side) {
+            const std::vector<Port>& ports = side == 0 ? nodes[n].inputs : nodes[n].outputs;
+            for (size_t k = 0; k < ports.size(); ++k) {
+                const int e = ports[k].source;
+                if (!validEdge(e))
+                    continue;
+                const Edge& d = edge(e);
+                const bool followed = side == 0 ? (down(d) || regular(d)) : up(d);
+                if (followed && (d.dstNode != int(n) || d.dstIndex != int(k) || !listed[size_t(e)]))
+                    return false;
+            }
+        }
+    }
+    return true;
+}
+
+void Graph::Impl::rebuildOrder()
+{
+    ProducerOrder& o = order;
+    o.state = OrderState::LiteralOnly;
+    if (!recordsFitForOrder(o.parentBeyondStorage))
+        return;
+
+    // Depth first along the producers of each node, ranking a node once all
+    // its producers are ranked. -1: not reached, -2: on the stack.
+    constexpr int kUnreached = -1;
+    constexpr int kOnStack = -2;
+    struct Frame
+    {
+        int node;
+        int input;
+    };
+    std::vector<int>& rank = o.rank;
+    rank.assign(nodes.size(), kUnreached);
+    std::vector<Frame> stack;
+    int next = 0;
+    for (size_t start = 0; start < nodes.size(); ++start) {
+        if (rank[start] != kUnreached)
+            continue;
+        rank[start] = kOnStack;
+        stack.push_back(Frame{int(start), 0});
+        while (!stack.empty()) {
+            const int n = stack.back().node;
+            if (stack.back().input < int(node(n).inputs.size())) {
+                const int m = producerOf(n, stack.back().input++);
+                if (m < 0 || m == n) // a node feeding itself says nothing of order
+                    continue;
+                if (rank[size_t(m)] == kOnStack)
+                    return; // a loop: the search answers from now on
+                if (rank[size_t(m)] == kUnreached) {
+                    rank[size_t(m)] = kOnStack;
+                    stack.push_back(Frame{m, 0});
+                }
+            } else {
+                rank[size_t(n)] = next++;
+                stack.pop_back();
+            }
+        }
+    }
+    o.nextRank = next;
+    o.state = OrderState::Fresh;
+}
+
+// ---------------------------------------------------------------- inserting links
+
+bool Graph::Impl::insertLink(int producer, int consumer)
+{
+    std::vector<int>& rank = order.rank;
+    if (producer == consumer || rank[size_t(producer)] < rank[size_t(consumer)])
+        return true;
+
+    // The producer ranks after its new consumer. Only the nodes ranked from
+    // the consumer's rank to the producer's can need moving: those fed from
+    // the consumer (forward) and those feeding the producer (backward).
+    const int lower = rank[size_t(consumer)];
+    const int upper = rank[size_t(producer)];
+    OrderScratch& s = orderScratch;
+
+    s.forwardSeen.begin(nodes.size());
+    s.forward.clear();
+    s.stack.clear();
+    s.stack.push_back(consumer);
+    s.forwardSeen.mark(consumer);
+    while (!s.stack.empty()) {
+        const int w = s.stack.back();
+        s.stack.pop_back();
+        s.forward.push_back(w);
+        s.found.clear();
+        if (!collectConsumers(w, s.found))
+            return false;
+        for (int c : s.found) {
+            if (c == producer)
+                return false; // the producer is fed from its consumer: a loop
+            if (rank[size_t(c)] <= upper && !s.forwardSeen.marked(c)) {
+                s.forwardSeen.mark(c);
+                s.stack.push_back(c);
+            }
+        }
+    }
+
+    s.backwardSeen.begin(nodes.size());
+    s.backward.clear();
+    s.stack.push_back(producer);
+    s.backwardSeen.mark(producer);
+    while (!s.stack.empty()) {
+        const int w = s.stack.back();
+        s.stack.pop_back();
+        s.backward.push_back(w);
+        const int count = int(node(w).inputs.size());
+        for (int i = 0; i < count; ++i) {
+            const int p = producerOf(w, i);
+            if (p >= 0 && rank[size_t(p)] >= lower && !s.backwardSeen.marked(p)) {
+                s.backwardSeen.mark(p);
+                s.stack.push_back(p);
+            }
+        }
+    }
+
+    // The backward set takes the lowest of the ranks involved, the forward
+    // set the rest, each keeping its own relative order.
+    const auto byRank = [&rank](int a, int b) { return rank[size_t(a)] < rank[size_t(b)]; };
+    std::sort(s.backward.begin(), s.backward.end(), byRank);
+    std::sort(s.forward.begin(), s.forward.end(), byRank);
+    s.ranks.clear();
+    for (int w : s.backward)
+        s.ranks.push_back(rank[size_t(w)]);
+    for (int w : s.forward)
+        s.ranks.push_back(rank[size_t(w)]);
+    std::sort(s.ranks.begin(), s.ranks.end());
+    size_t k = 0;
+    for (int w : s.backward)
+        rank[size_t(w)] = s.ranks[k++];
+    for (int w : s.forward)
+        rank[size_t(w)] = s.ranks[k++];
+    return true;
+}
+
+void Graph::Impl::insertLinks(int producer, const std::vector<int>& consumers)
+{
+    for (int consumer : consumers) {
+        if (!insertLink(producer, consumer)) {
+            order.state = OrderState::LiteralOnly;
+            return;
+        }
+    }
+}
+
+// ---------------------------------------------------------------- queries and hooks
+
+bool Graph::Impl::orderProvesNoPath(int srcNode, int dstNode)
+{
+    if (order.state == OrderState::Stale)
+        rebuildOrder();
+    return orderProvesNoPathAsIs(srcNode, dstNode);
+}
+
+bool Graph::Impl::orderProvesNoPathAsIs(int srcNode, int dstNode) const
+{
+    // Upstream of srcNode lie only nodes ranked at or below it.
+    return order.state == OrderState::Fresh && inRange(srcNode, order.rank.size())
+        && inRange(dstNode, order.rank.size()) && order.rank[size_t(dstNode)] > order.rank[size_t(srcNode)];
+}
+
+void Graph::Impl::orderNodeAdded(int n)
+{
+    if (order.state != OrderState::Fresh)
+        return;
+    if (size_t(n) != order.rank.size()) {
+        order.state = OrderState::Stale;
+        return;
+    }
+    if (n <= order.parentBeyondStorage) {
+        // A stale parent field may name this new slot: make sure that the
+        // climb from it still ends.
+        size_t steps = nodes.size();
+        for (int p = parentOf(n); inStorage(p); p = parentOf(p)) {
+            if (p == n || steps-- == 0) {
+                order.state = OrderState::Stale;
+                return;
+            }
+        }
+    }
+    order.rank.push_back(order.nextRank++); // nothing feeds it yet
+}
+
+void Graph::Impl::orderEdgeAdded(int id, EdgeMade made)
+{
+    if (order.state != OrderState::Fresh)
+        return;
+    const Edge& e = edge(id);
+    std::vector<int>& consumers = orderScratch.consumers;
+    consumers.clear();
+    int producer = -1;
+    bool collected = true;
+    if (made == EdgeMade::Up) {
+        // Whatever read the parent output now reads the child's producer.
+        int m = e.dstNode;
+        int k = e.dstIndex;
+        walkDown(m, k);
+        producer = m;
+        collected = collectOutputConsumers(e.dstNode, e.dstIndex, consumers);
+    } else {
+        // The fed input, and the inputs below it fed through down edges, now
+        // read the value that reaches this input, if a regular edge brings one.
+        producer = producerOf(e.dstNode, e.dstIndex);
+        if (producer >= 0)
+            collected = collectInputConsumers(e.dstNode, e.dstIndex, consumers);
+    }
+    if (!collected) {
+        order.state = OrderState::Stale;
+        return;
+    }
+    if (producer >= 0)
+        insertLinks(producer, consumers);
+}
+
+void Graph::Impl::orderEdgeRemoved(int id)
+{
+    if (order.state == OrderState::LiteralOnly) {
+        order.state = OrderState::Stale; // the loop may be gone
+        return;
+    }
+    if (order.state != OrderState::Fresh)
+        return;
+    const Edge& e = edge(id);
+    // Taking away a regular or a down edge only takes links away. Taking
+    // away an up edge hands the parent output's readers to the parent.
+    if (regular(e) || down(e) || !up(e))
+        return;
+    if (!inStorage(e.dstNode) || !inRange(e.dstIndex, node(e.dstNode).outputs.size()))
+        return;
+    int m = e.dstNode;
+    int k = e.dstIndex;
+    walkDown(m, k);
+    std::vector<int>& consumers = orderScratch.consumers;
+    consumers.clear();
+    if (!collectOutputConsumers(e.dstNode, e.dstIndex, consumers)) {
+        order.state = OrderState::Stale;
+        return;
+    }
+    insertLinks(m, consumers);
+}
+
+void Graph::Impl::orderPortsErasing(int n, Side side, int index)
+{
+    if (order.state == OrderState::LiteralOnly) {
+        order.state = OrderState::Stale;
+        return;
+    }
+    if (order.state != OrderState::Fresh)
+        return;
+    // Erasing shifts the later ports down by one, away from the indices that
+    // their edges' records hold; unconnected ports have no such edges.
+    const std::vector<Port>& ports = node(n).ports(side);
+    for (size_t k = size_t(std::max(index, 0)); k < ports.size(); ++k) {
+        if (ports[k].source != Graph::kInvalidEdgeRef || !ports[k].destinations.empty()) {
+            order.state = OrderState::Stale;
+            return;
+        }
+    }
+}
+
+} // namespace Zrn
+} // namespace Morvane

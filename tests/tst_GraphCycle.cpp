@@ -1,0 +1,226 @@
+// addEdge()'s cycle refusal must agree with the literal search of
+// precedes(dst, src, true) however the graph was built and edited: hand-made
+// cases, a fixed-seed random run of the differential check of
+// fuzz/fuzz_GraphCycle.cpp, and a replay of that fuzzer's seed corpus.
+
+#include <gtest/gtest.h>
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct FuzzFailure : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace
+
+#define ZRN_FUZZ_FAIL(what) throw FuzzFailure(std::string(__FILE__) + ":" + std::to_string(__LINE__) + ": " + (what))
+#include "../fuzz/fuzz_GraphCycle.cpp"
+
+namespace {
+
+using Morvane::Zrn::Graph;
+
+// Runs one input of the differential check; returns the failure, if any.
+std::string replay(const std::vector<std::uint8_t>& bytes)
+{
+    try {
+        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    } catch (const FuzzFailure& failure) {
+        return failure.what();
+    }
+    return std::string();
+}
+
+// Adds a node with one input and one output under `parent`.
+int addNode(Graph& g, int parent = Graph::kRootNodeRef)
+{
+    return g.addNode(QStringLiteral("n"), 1, 1, parent);
+}
+
+// addEdge, after checking that the literal search predicts its result.
+int addEdgeChecked(Graph& g, int src, int srcOutput, int dst, int dstInput)
+{
+    const int expected = ZrnGraphCycleFuzz::expectedAddEdge(g, src, srcOutput, dst, dstInput);
+    const int made = g.addEdge(src, srcOutput, dst, dstInput);
+    EXPECT_EQ(made, expected) << "edge " << src << " -> " << dst;
+    return made;
+}
+
+TEST(GraphCycle, LoopThroughAnEnclosingNodeIsAcceptedAndLaterEdgesStillAgree)
+{
+    // X's output is made by its child Y from X's own input; X feeds S.
+    //   root: X(in 0, out 0) -> S(in 0, out 0); Y inside X.
+    Graph g;
+    const int x = addNode(g);
+    const int s = addNode(g);
+    const int y = addNode(g, x);
+    EXPECT_EQ(g.addUpEdge(0, y, 0), 0);
+    EXPECT_EQ(g.addDownEdge(0, y, 0), 1);
+    EXPECT_EQ(addEdgeChecked(g, x, 0, s, 0), 2);
+    // S back into X: the search reaches Y and stops at X's unconnected input,
+    // never comparing X, so the edge is accepted although it closes a loop.
+    EXPECT_EQ(addEdgeChecked(g, s, 0, x, 0), 3);
+    EXPECT_TRUE(g.precedes(s, y, true));
+    EXPECT_TRUE(g.precedes(y, s, true));
+
+    // Beyond the loop, edges are refused or accepted as the search says.
+    const int t = addNode(g);
+    const int u = addNode(g);
+    g.addOutput(s, QStringLiteral("second"), -1);
+    EXPECT_EQ(addEdgeChecked(g, s, 1, t, 0), 4);
+    EXPECT_EQ(addEdgeChecked(g, t, 0, u, 0), 5);
+    EXPECT_EQ(addEdgeChecked(g, u, 0, u, 0), -1);
+    g.addInput(s, QStringLiteral("back"), -1);
+    EXPECT_EQ(addEdgeChecked(g, u, 0, s, 1), -1);
+    g.addInput(x, QStringLiteral("back"), -1);
+    EXPECT_EQ(addEdgeChecked(g, u, 0, x, 1), 6);
+    EXPECT_EQ(g.numEdgesGlobal(), 7);
+
+    // Taking both loops apart: then nothing of S reaches Y; a new way into
+    // Y from X's second input closes a loop through X once more.
+    g.removeEdge(3);
+    g.removeEdge(6);
+    EXPECT_FALSE(g.precedes(s, y, true));
+    EXPECT_EQ(addEdgeChecked(g, u, 0, s, 1), -1); // s -> t -> u
+    g.addInput(y, QStringLiteral("late"), -1);
+    EXPECT_EQ(g.addDownEdge(1, y, 1), 7);
+    EXPECT_EQ(addEdgeChecked(g, u, 0, x, 1), 8);
+    EXPECT_TRUE(g.precedes(s, y, true));
+    EXPECT_EQ(addEdgeChecked(g, y, 0, t, 0), -1); // input taken
+    EXPECT_EQ(g.numEdgesGlobal(), 9);
+}
+
+TEST(GraphCycle, ClosingAChainBuiltInShuffledOrderIsRefused)
+{
+    Graph g;
+    std::vector<int> chain;
+    for (int k = 0; k < 12; ++k)
+        chain.push_back(addNode(g));
+    // Edges chain[k] -> chain[k + 1], made in a fixed shuffled order, the
+    // nodes being created first.
+    std::vector<int> order{7, 2, 10, 0, 5, 9, 3, 1, 8, 4, 6};
+    std::vector<int> made;
+    for (int k : order)
+        made.push_back(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) + 1], 0));
+    EXPECT_EQ(made, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+
+    // Then a second chain run backwards, into the first one's head.
+    std::vector<int> back;
+    for (int k = 0; k < 5; ++k)
+        back.push_back(addNode(g));
+    for (int k = 0; k + 1 < 5; ++k)
+        addEdgeChecked(g, back[size_t(k + 1)], 0, back[size_t(k)], 0);
+    g.addInput(back[4], QStringLiteral("in"), -1);
+
+    const int edges = g.numEdgesGlobal();
+    EXPECT_EQ(edges, 15);
+    g.addInput(chain[0], QStringLiteral("more"), -1);
+    EXPECT_EQ(addEdgeChecked(g, back[0], 0, chain[0], 1), 15);  // back[4] .. back[0] -> chain
+    EXPECT_EQ(addEdgeChecked(g, chain[11], 0, back[4], 1), -1); // would close the loop
+    EXPECT_EQ(addEdgeChecked(g, chain[11], 0, chain[0], 0), -1);
+    EXPECT_EQ(addEdgeChecked(g, chain[5], 0, chain[3], 0), -1); // input taken
+    g.addInput(chain[3], QStringLiteral("more"), -1);
+    EXPECT_EQ(addEdgeChecked(g, chain[5], 0, chain[3], 1), -1);
+    EXPECT_EQ(addEdgeChecked(g, chain[3], 0, chain[5], 0), -1); // input taken
+    g.addInput(chain[5], QStringLiteral("more"), -1);
+    EXPECT_EQ(addEdgeChecked(g, chain[3], 0, chain[5], 1), 16);
+    EXPECT_EQ(g.numEdgesGlobal(), 17);
+}
+
+TEST(GraphCycle, OrderIsRebuiltAfterPurgeAndStillRefusesLoops)
+{
+    // a -> b -> c -> d, plus e; b is removed and purged away.
+    Graph g;
+    const int a = addNode(g);
+    const int b = addNode(g);
+    const int c = addNode(g);
+    const int d = addNode(g);
+    const int e = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, a, 0, b, 0), 0);
+    EXPECT_EQ(addEdgeChecked(g, b, 0, c, 0), 1);
+    EXPECT_EQ(addEdgeChecked(g, c, 0, d, 0), 2);
+    EXPECT_EQ(addEdgeChecked(g, d, 0, e, 0), 3);
+    g.removeNode(b);
+    g.purge();
+    // Now a = 1, c = 2, d = 3, e = 4, edges c -> d = 0 and d -> e = 1.
+    EXPECT_EQ(g.numNodesGlobal(), 5);
+    EXPECT_EQ(g.numEdgesGlobal(), 2);
+    EXPECT_EQ(g.edgeSourceNode(0), 2);
+    EXPECT_EQ(g.edgeDestNode(1), 4);
+    EXPECT_EQ(addEdgeChecked(g, 4, 0, 2, 0), -1); // e -> c closes c -> d -> e
+    EXPECT_EQ(addEdgeChecked(g, 4, 0, 1, 0), 2);  // e -> a is free
+    EXPECT_EQ(addEdgeChecked(g, 1, 0, 2, 0), -1); // a -> c: loop through e
+    const int f = addNode(g);
+    EXPECT_EQ(f, 5);
+    EXPECT_EQ(addEdgeChecked(g, 1, 0, f, 0), 3);
+    EXPECT_EQ(addEdgeChecked(g, f, 0, 2, 0), -1);
+    EXPECT_EQ(g.numEdgesGlobal(), 4);
+}
+
+TEST(GraphCycle, EdgesMadeInsideGroupsFollowTheValueAcrossLevels)
+{
+    // A feeds group G's input, which hands it down to G's child C; C's output
+    // leaves G through an up edge and feeds B. Then B -> A closes a loop
+    // through C, which the search finds through the hierarchy.
+    Graph g;
+    const int a = addNode(g);
+    const int grp = addNode(g);
+    const int b = addNode(g);
+    const int c = addNode(g, grp);
+    EXPECT_EQ(addEdgeChecked(g, a, 0, grp, 0), 0);
+    EXPECT_EQ(addEdgeChecked(g, grp, 0, b, 0), 1);
+    EXPECT_EQ(addEdgeChecked(g, b, 0, a, 0), -1);   // a -> grp -> b
+    EXPECT_EQ(g.addDownEdge(0, c, 0), 2);           // a now feeds c
+    EXPECT_EQ(g.addUpEdge(0, c, 0), 3);             // and c makes grp's output
+    EXPECT_EQ(addEdgeChecked(g, b, 0, a, 0), -1);   // b is fed by c, c by a
+    g.removeEdge(3);                                // grp's output: made by grp again
+    g.removeEdge(0);                                // a no longer feeds grp
+    EXPECT_EQ(addEdgeChecked(g, b, 0, a, 0), 4);    // b -> a, while grp -> b stays
+    EXPECT_EQ(addEdgeChecked(g, b, 0, grp, 0), -1); // grp -> b -> grp
+    EXPECT_EQ(addEdgeChecked(g, a, 0, grp, 0), -1); // grp -> b -> a -> grp
+    EXPECT_EQ(g.numEdgesGlobal(), 5);
+}
+
+TEST(GraphCycle, SeededRandomEditsAgreeWithTheSearch)
+{
+    int failures = 0;
+    for (int seed = 0; seed < 800 && failures < 5; ++seed) {
+        std::mt19937 rng(std::uint32_t(seed) * 2654435761u + 7u);
+        std::vector<std::uint8_t> bytes(200 + rng() % 800);
+        for (std::uint8_t& b : bytes)
+            b = std::uint8_t(rng());
+        const std::string failure = replay(bytes);
+        if (!failure.empty()) {
+            ADD_FAILURE() << "seed " << seed << ": " << failure;
+            ++failures;
+        }
+    }
+    EXPECT_EQ(failures, 0);
+}
+
+TEST(GraphCycle, SeedCorpusAgreesWithTheSearch)
+{
+    const QDir corpus(QStringLiteral(ZRN_CYCLE_CORPUS_DIR));
+    const QStringList names = corpus.entryList(QDir::Files, QDir::Name);
+    EXPECT_GE(names.size(), 8);
+    for (const QString& name : names) {
+        QFile file(corpus.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
+        const QByteArray data = file.readAll();
+        const std::vector<std::uint8_t> bytes(data.begin(), data.end());
+        EXPECT_EQ(replay(bytes), std::string()) << name.toStdString();
+    }
+}
+
+} // namespace
