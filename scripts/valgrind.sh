@@ -44,7 +44,7 @@ run_one() { # run_one BINARY LOG_DIR
   # is the test binary's own failure.
   valgrind --tool=memcheck --error-exitcode=99 --leak-check=full --suppressions=scripts/valgrind.supp \
     --show-leak-kinds=definite,indirect --errors-for-leak-kinds=definite,indirect \
-    --track-origins=yes --num-callers=30 \
+    --num-callers=30 \
     "$1" --gtest_brief=1 --gtest_filter='-*FuzzReplay.Seeded*' >"$log" 2>&1
   local status=$?
   local summary
