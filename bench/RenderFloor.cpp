@@ -121,12 +121,12 @@ struct Link
 };
 
 // The regular edges between units and which units the parameter feeds, for
-// `spec`; returns the number of units.
-int layout(const PassGraphSpec& spec, std::vector<Link>& links, std::vector<int>& fedByParameter, int& numInputs)
+// `plan`; returns the number of units.
+int layout(const PassGraphPlan& plan, std::vector<Link>& links, std::vector<int>& fedByParameter, int& numInputs)
 {
-    if (spec.shape == Shape::Chain) {
+    if (plan.shape == Shape::Chain) {
         numInputs = 1;
-        const int n = std::max(1, spec.size);
+        const int n = std::max(1, plan.size);
         fedByParameter.push_back(0);
         for (int k = 1; k < n; ++k)
             links.push_back({k - 1, k, 0});
@@ -135,7 +135,7 @@ int layout(const PassGraphSpec& spec, std::vector<Link>& links, std::vector<int>
 
     numInputs = 2;
     const int width = 8;
-    const int layers = std::max(1, (spec.size - 7 + 4) / width);
+    const int layers = std::max(1, (plan.size - 7 + 4) / width);
     for (int j = 0; j < width; ++j)
         fedByParameter.push_back(j); // input 0; input 1 keeps its default
     for (int layer = 1; layer < layers; ++layer) {
@@ -163,7 +163,7 @@ int layout(const PassGraphSpec& spec, std::vector<Link>& links, std::vector<int>
 
 } // namespace
 
-PassGraph buildPassGraph(const PassGraphSpec& spec)
+PassGraph buildPassGraph(const PassGraphPlan& plan)
 {
     PassGraph result;
     result.renderer = std::make_unique<Renderer>();
@@ -176,7 +176,7 @@ PassGraph buildPassGraph(const PassGraphSpec& spec)
     std::vector<Link> links;
     std::vector<int> fedByParameter;
     int numInputs = 1;
-    const int units = layout(spec, links, fedByParameter, numInputs);
+    const int units = layout(plan, links, fedByParameter, numInputs);
 
     bool ok = true;
     std::vector<int> unitNodes; // the top-level node of each unit
@@ -184,7 +184,7 @@ PassGraph buildPassGraph(const PassGraphSpec& spec)
     for (int k = 0; k < units; ++k) {
         auto* pass = new TrivialPass(k, numInputs);
         result.passes.push_back(pass);
-        if (!spec.nested) {
+        if (!plan.nested) {
             lastPass = r.addPass(QStringLiteral("p"), pass, root);
             unitNodes.push_back(lastPass);
             continue;
@@ -212,7 +212,7 @@ PassGraph buildPassGraph(const PassGraphSpec& spec)
     r.setTarget(lastPass);
     result.passCount = units;
 
-    if (spec.extra) {
+    if (plan.extra) {
         auto* pass = new TrivialPass(units, 1);
         result.passes.push_back(pass);
         result.extraNode = r.addPass(QStringLiteral("extra"), pass, root);

@@ -80,7 +80,7 @@ private:
 
 enum class Shape { Chain, Layered };
 
-struct PassGraphSpec
+struct PassGraphPlan
 {
     Shape shape = Shape::Chain;
     bool nested = false; // every pass two groups deep
@@ -100,7 +100,7 @@ struct PassGraph
 // Builds the renderer and its pass graph. Nodes are made first and the
 // regular edges added from the last to the first, so that no cycle test has
 // anything upstream to search and building stays linear at any size.
-PassGraph buildPassGraph(const PassGraphSpec& spec);
+PassGraph buildPassGraph(const PassGraphPlan& plan);
 
 // Sets (or with null clears) the log of every pass of `graph`.
 void setLog(const PassGraph& graph, CallLog* log);

@@ -8,7 +8,10 @@
 #include <QtCore/QStringList>
 #include <QtCore/QtGlobal>
 
+#include <cstdint>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace ZrnTest {
 
@@ -57,6 +60,19 @@ private:
     static inline MessageCapture* s_current = nullptr;
     QtMessageHandler m_previous = nullptr;
 };
+
+// The bytes of a fuzz input as lowercase hex, for failure messages that let
+// the input be replayed.
+inline std::string hex(const std::vector<std::uint8_t>& bytes)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string text;
+    for (std::uint8_t b : bytes) {
+        text += digits[b >> 4];
+        text += digits[b & 15];
+    }
+    return text;
+}
 
 } // namespace ZrnTest
 

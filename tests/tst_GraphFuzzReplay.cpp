@@ -4,6 +4,7 @@
 // failure naming the seed and the input bytes, which can be handed to the
 // fuzzer as a file to reproduce it.
 
+#include "TestSupport.h"
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -28,17 +29,6 @@ namespace {
 
 using Morvane::Zrn::Graph;
 
-std::string hex(const std::vector<std::uint8_t>& bytes)
-{
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    for (std::uint8_t b : bytes) {
-        text += digits[b >> 4];
-        text += digits[b & 15];
-    }
-    return text;
-}
-
 // Runs one input; returns false (after recording a failure) when it broke.
 bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
 {
@@ -46,7 +36,7 @@ bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     } catch (const FuzzFailure& failure) {
         ADD_FAILURE() << label << ": " << failure.what() << "\n  input (" << bytes.size()
-                      << " bytes, hex): " << hex(bytes);
+                      << " bytes, hex): " << ZrnTest::hex(bytes);
         return false;
     }
     return true;

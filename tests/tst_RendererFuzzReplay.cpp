@@ -4,6 +4,7 @@
 // without libFuzzer. A broken rule becomes a test failure naming the input,
 // which can be handed to the fuzzer as a file to reproduce it.
 
+#include "TestSupport.h"
 #include <gtest/gtest.h>
 
 #include <QtCore/QDir>
@@ -30,17 +31,6 @@ struct FuzzFailure : std::runtime_error
 
 namespace {
 
-std::string hex(const std::vector<std::uint8_t>& bytes)
-{
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    for (std::uint8_t b : bytes) {
-        text += digits[b >> 4];
-        text += digits[b & 15];
-    }
-    return text;
-}
-
 // Runs one input; returns false (after recording a failure) when it broke.
 bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
 {
@@ -49,7 +39,7 @@ bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
     } catch (const FuzzFailure& failure) {
         ZrnRendererFuzz::callLog().clear();
         ADD_FAILURE() << label << ": " << failure.what() << "\n  input (" << bytes.size()
-                      << " bytes, hex): " << hex(bytes);
+                      << " bytes, hex): " << ZrnTest::hex(bytes);
         return false;
     }
     return true;

@@ -2,6 +2,7 @@
 // same calls as a frame that walks the graph, and the schedule is recorded
 // again exactly when something that decides it has changed.
 
+#include "TestSupport.h"
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/Renderer.h>
 
@@ -36,24 +37,13 @@ using ZrnTest::runCalls;
 
 namespace {
 
-std::string hex(const std::vector<std::uint8_t>& bytes)
-{
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    for (std::uint8_t b : bytes) {
-        text += digits[b >> 4];
-        text += digits[b & 15];
-    }
-    return text;
-}
-
 bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
 {
     try {
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     } catch (const FuzzFailure& failure) {
         ADD_FAILURE() << label << ": " << failure.what() << "\n  input (" << bytes.size()
-                      << " bytes, hex): " << hex(bytes);
+                      << " bytes, hex): " << ZrnTest::hex(bytes);
         return false;
     }
     return true;

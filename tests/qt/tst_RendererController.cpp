@@ -12,6 +12,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QSemaphore>
 #include <QtCore/QThread>
 #include <QtTest/QSignalSpy>
 
@@ -134,12 +135,21 @@ TEST(RendererController, RendersOnAWorkerThreadAndSignalsAcross)
     c->moveToThread(&worker);
     QObject::connect(&worker, &QThread::finished, c, &QObject::deleteLater);
     QThread* renderedOn = nullptr;
+    QSemaphore rendered;
     QObject::connect(
-        c, &RendererController::frameFinished, c, [&] { renderedOn = QThread::currentThread(); }, Qt::DirectConnection);
+        c, &RendererController::frameFinished, c,
+        [&] {
+            renderedOn = QThread::currentThread();
+            rendered.release();
+        },
+        Qt::DirectConnection);
+    // The spy records on the worker thread; it is read only after the
+    // worker has stopped. Waiting on the spy itself would miss a signal
+    // emitted before the wait began.
     QSignalSpy finished(c, &RendererController::frameFinished);
     worker.start();
     QMetaObject::invokeMethod(c, "renderFrame", Qt::QueuedConnection);
-    EXPECT_TRUE(finished.wait(10000));
+    EXPECT_TRUE(rendered.tryAcquire(1, 10000));
     worker.quit();
     worker.wait();
     EXPECT_EQ(renderedOn, &worker);
