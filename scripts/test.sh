@@ -5,7 +5,7 @@
 # (clang-format) and clang-tidy over the library are checked too. Then the
 # checks of memory and threads: the whole suite under ASan+UBSan, the
 # rendering tests and the demo under ThreadSanitizer (scripts/sanitize.sh),
-# the Qt 5 unit tests under valgrind's memcheck (scripts/valgrind.sh), and
+# the Qt 6 unit tests under valgrind's memcheck (scripts/valgrind.sh), and
 # every fuzz target over its seed corpus with clang's libFuzzer
 # (scripts/fuzz.sh --replay).
 # Installs what is missing first (see scripts/deps.sh).
@@ -104,9 +104,9 @@ else
   record FAIL "ThreadSanitizer: a test or a report (see above)"
 fi
 
-step "valgrind memcheck over the Qt 5 unit tests"
-if [ -d "$root/qt5/tests" ] && bash scripts/valgrind.sh "$root/qt5"; then
-  record PASS "valgrind: Qt 5 unit tests, 0 errors, nothing definitely or indirectly lost"
+step "valgrind memcheck over the Qt 6 unit tests"
+if [ -d "$root/qt6/tests" ] && bash scripts/valgrind.sh "$root/qt6"; then
+  record PASS "valgrind: Qt 6 unit tests, 0 errors, nothing definitely or indirectly lost"
 else
   record FAIL "valgrind: an error, a leak or a failing test (see above)"
 fi
