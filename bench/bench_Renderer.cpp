@@ -2,7 +2,7 @@
 // makes.
 //
 // frames/Chain, /Layered, /NestedChain and /NestedLayered sweep the pass
-// graphs of RenderFloor.h (chains and layered graphs, flat and nested two
+// graphs of PassGraph.h (chains and layered graphs, flat and nested two
 // levels deep in groups) at N = 10, 100, 1,000 and 10,000 passes. Each
 // benchmark builds the same graph three times: for the floor (every call a
 // frame makes on its passes, precomputed, see Floor), for render() as it
@@ -28,6 +28,7 @@
 #include "AllocationCounter.h"
 #include "BenchClock.h"
 #include "BenchSizes.h"
+#include "PassGraph.h"
 #include "RenderFloor.h"
 #if ZRNCORE_BENCH_HOOKS
 #include "RendererHooks_p.h"

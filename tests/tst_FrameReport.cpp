@@ -2,6 +2,7 @@
 // each run cost, on the render scenarios of the execution tests.
 
 #include <ZrnCore/FrameReport.h>
+#include <ZrnCore/FrameTrace.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/GraphPicture.h>
 #include <ZrnCore/Renderer.h>
@@ -486,4 +487,170 @@ TEST_F(FrameReportTest, PictureCountsTheTargetsRuns)
     EXPECT_DOT_ACCEPTS(picture);
     // Before any frame, the plain hierarchy with nothing drawn on it.
     EXPECT_EQ(FrameReport().picture(graph()), graphPicture(graph()));
+}
+
+TEST(FrameReport, StateNameOfAnUnknownStateIsEmpty)
+{
+    EXPECT_EQ(FrameReport::stateName(static_cast<State>(99)), QString());
+}
+
+TEST(FrameReport, WaitOfARunIsZeroUnlessBothReadingsWereTaken)
+{
+    FrameReport::PassRun run;
+    EXPECT_EQ(run.waitMilliseconds(), 0.0);
+    run.waitBeginNsecs = 1000000;
+    EXPECT_EQ(run.waitMilliseconds(), 0.0);
+    run.waitBeginNsecs = -1;
+    run.waitEndNsecs = 4000000;
+    EXPECT_EQ(run.waitMilliseconds(), 0.0);
+    run.waitBeginNsecs = 1500000;
+    EXPECT_EQ(run.waitMilliseconds(), 2.5);
+}
+
+TEST_F(FrameReportTest, CopiesAndAssignmentsKeepTheFrameTheyTook)
+{
+    const Chain c = chain();
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    const FrameReport first = renderer.frameReport();
+    FrameReport assigned;
+    assigned = renderer.frameReport();
+    const FrameReport& self = assigned;
+    assigned = self;
+    pass[s("B")]->failWith = 2;
+    EXPECT_FALSE(renderer.render(nullptr));
+
+    for (const FrameReport* report : {&first, static_cast<const FrameReport*>(&assigned)}) {
+        EXPECT_EQ(report->frameIndex(), 0);
+        EXPECT_TRUE(report->succeeded());
+        EXPECT_EQ(report->numRuns(), 3);
+        EXPECT_EQ(report->passNodes(State::Ran), QVector<int>({c.a, c.b, c.c}));
+    }
+    assigned = renderer.frameReport();
+    EXPECT_EQ(assigned.frameIndex(), 1);
+    EXPECT_EQ(assigned.failedNode(), c.b);
+    EXPECT_EQ(assigned.errorCode(), 2u);
+    EXPECT_EQ(first.frameIndex(), 0);
+}
+
+// A pass whose node was removed is known by its index only; graph nodes that
+// are not passes, or repeat a pass's index, change nothing.
+TEST_F(FrameReportTest, APassWithoutANodeIsNamedByItsIndex)
+{
+    const Chain c = chain();
+    const int d = add(s("D"), 0, 1);
+    const int stray = graph().addNode(s("stray"), 0, 0, Graph::kRootNodeRef);
+    graph().setNodeValue(stray, 99);
+    const int twin = graph().addNode(s("twin"), 0, 0, Graph::kRootNodeRef);
+    graph().setNodeValue(twin, 0);
+    graph().removeNode(d);
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+
+    const FrameReport& report = renderer.frameReport();
+    ASSERT_EQ(report.numPasses(), 4);
+    EXPECT_EQ(report.passNode(0), c.a);
+    EXPECT_EQ(report.passNode(3), Graph::kInvalidNodeRef);
+    EXPECT_EQ(report.passState(3), State::NotNeeded);
+    EXPECT_EQ(withoutTimes(report.text(graph())),
+              s("frame 0: succeeded, 3 runs, target C\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "  1. A: T ms, T units\n"
+                "  2. B: T ms, T units\n"
+                "  3. C: T ms, T units\n"
+                "passes:\n"
+                "  A: ran\n"
+                "  B: ran\n"
+                "  C: ran, target\n"
+                "  (pass 3): not needed\n"));
+    // The picture draws no state on the removed pass, nor on the two others.
+    EXPECT_FALSE(report.picture(graph()).contains(s("<b>D</b>")));
+    EXPECT_FALSE(report.picture(graph()).contains(s("<b>stray</b> #5<br/>")));
+    EXPECT_FALSE(report.picture(graph()).contains(s("<b>twin</b> #6<br/>")));
+}
+
+// The text reads the graph as it is now: a pass removed since the frame is
+// named by its node reference.
+TEST_F(FrameReportTest, TextNamesNodesRemovedSinceTheFrameByReference)
+{
+    const Chain c = chain();
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    graph().removeNode(c.b);
+    EXPECT_EQ(withoutTimes(renderer.frameReport().text(graph())),
+              s("frame 0: succeeded, 3 runs, target C\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "  1. A: T ms, T units\n"
+                "  2. (node 2): T ms, T units\n"
+                "  3. C: T ms, T units\n"
+                "passes:\n"
+                "  A: ran\n"
+                "  (node 2): ran\n"
+                "  C: ran, target\n"));
+}
+
+TEST_F(FrameReportTest, TheRootAsTargetIsNamedRoot)
+{
+    add(s("A"), 0, 0);
+    renderer.setTarget(Graph::kRootNodeRef);
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(withoutTimes(renderer.frameReport().text(graph())),
+              s("frame 0: succeeded, 0 runs, target (root)\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "passes:\n"
+                "  A: not needed\n"));
+}
+
+TEST(FrameReport, TurningOffOrTracingNoFramesBeforeAnythingRecordsNothing)
+{
+    Renderer renderer;
+    renderer.setFrameReportEnabled(false);
+    EXPECT_FALSE(renderer.isFrameReportEnabled());
+    renderer.startFrameTrace(0);
+    renderer.startFrameTrace(-3);
+    EXPECT_EQ(renderer.frameTraceFramesLeft(), 0);
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_FALSE(renderer.frameReport().isValid());
+    EXPECT_EQ(renderer.frameTrace().numFrames(), 0);
+    // Turned on and off again: the recorder stays, the report stops.
+    renderer.setFrameReportEnabled(true);
+    renderer.setFrameReportEnabled(false);
+    EXPECT_FALSE(renderer.isFrameReportEnabled());
+    EXPECT_TRUE(renderer.render(nullptr));
+    EXPECT_FALSE(renderer.frameReport().isValid());
+}
+
+// Renderer outputs fed by a group's own output or by a plain node that is no
+// pass leave every pass's state as the walks found it; the target still runs
+// once more for each of them.
+TEST_F(FrameReportTest, OutputsFedByNoPassMarkNothingUnreached)
+{
+    const int fromGroup = renderer.addOutput(s("fromGroup"));
+    const int fromPlain = renderer.addOutput(s("fromPlain"));
+    const int t = add(s("T"), 0, 0);
+    const int group = renderer.addGroup(s("g"), 0, 1, Graph::kRootNodeRef);
+    const int plain = graph().addNode(s("plain"), 0, 1, Graph::kRootNodeRef);
+    graph().setNodeValue(plain, 7);
+    feedOutput(fromGroup, group, 0);
+    feedOutput(fromPlain, plain, 0);
+    renderer.setTarget(t);
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    const FrameReport& report = renderer.frameReport();
+    ASSERT_EQ(report.numPasses(), 1);
+    EXPECT_EQ(report.passState(0), State::Ran);
+    EXPECT_EQ(report.numRuns(), 3);
+    EXPECT_EQ(withoutTimes(report.text(graph())),
+              s("frame 0: succeeded, 3 runs, target T\n"
+                "time: T ms wall-clock, T frame-time units (about twice the milliseconds)\n"
+                "runs in order (ms wall-clock, frame-time units):\n"
+                "  1. T: T ms, T units\n"
+                "  2. T: T ms, T units\n"
+                "  3. T: T ms, T units\n"
+                "passes:\n"
+                "  T: ran (3 runs), target\n"));
 }

@@ -251,3 +251,23 @@ TEST_F(FrameTraceTest, WritesItsJsonToAFile)
     EXPECT_EQ(file.readAll(), renderer.frameTrace().toJson(graph()));
     EXPECT_FALSE(renderer.frameTrace().writeJson(dir.filePath(s("missing/trace.json")), graph()));
 }
+
+TEST_F(FrameTraceTest, AssignmentTakesTheOtherTraceAndSelfAssignmentKeepsIt)
+{
+    chain();
+    renderer.startFrameTrace(2);
+    EXPECT_TRUE(renderer.render(nullptr));
+    FrameTrace assigned;
+    EXPECT_EQ(assigned.numFrames(), 0);
+    assigned = renderer.frameTrace();
+    const FrameTrace& self = assigned;
+    assigned = self;
+    EXPECT_TRUE(renderer.render(nullptr)); // the renderer's trace grows, the copy does not
+    EXPECT_EQ(renderer.frameTrace().numFrames(), 2);
+    EXPECT_EQ(assigned.numFrames(), 1);
+    EXPECT_EQ(assigned.numRuns(), 3);
+    EXPECT_EQ(assigned.frame(0).frameIndex, 0);
+    assigned = renderer.frameTrace();
+    EXPECT_EQ(assigned.numFrames(), 2);
+    EXPECT_EQ(assigned.toJson(graph()), renderer.frameTrace().toJson(graph()));
+}

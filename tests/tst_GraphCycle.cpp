@@ -223,4 +223,63 @@ TEST(GraphCycle, SeedCorpusAgreesWithTheSearch)
     }
 }
 
+// purge() keeps parent fields as they were, so one may name a slot past the
+// end of the storage. A node added later takes that slot and becomes the
+// stale child's parent; the order keeps agreeing with the search.
+TEST(GraphCycle, NodeAddedIntoASlotThatAStaleParentFieldNames)
+{
+    Graph g;
+    const int a = addNode(g);
+    const int b = addNode(g);
+    const int x = addNode(g);
+    const int y = addNode(g);
+    const int p = addNode(g);
+    addNode(g, p);
+    g.removeNode(x);
+    g.removeNode(y);
+    g.purge();
+    // Now a = 1, b = 2, p = 3 and its child 4, whose parent field still says 5.
+    ASSERT_EQ(g.numNodesGlobal(), 5);
+    ASSERT_EQ(g.parentNode(4), 5);
+    EXPECT_EQ(addEdgeChecked(g, a, 0, b, 0), 0);
+    const int n = addNode(g);
+    ASSERT_EQ(n, 5);
+    EXPECT_EQ(g.parentNode(4), n);
+    EXPECT_EQ(addEdgeChecked(g, b, 0, n, 0), 1);
+    EXPECT_EQ(addEdgeChecked(g, n, 0, a, 0), -1); // a -> b -> n
+    EXPECT_EQ(addEdgeChecked(g, n, 0, 3, 0), 2);
+    EXPECT_EQ(g.addDownEdge(0, 4, 0), 3);         // n's input now reaches its stale child
+    EXPECT_EQ(addEdgeChecked(g, 3, 0, a, 0), -1); // a -> b -> n -> 3
+    EXPECT_EQ(g.numEdgesGlobal(), 4);
+}
+
+// The same stale field, but the node added into that slot is the stale
+// child's own child: the parents now go round in a loop, and from then on
+// every answer comes from the search.
+TEST(GraphCycle, NodeAddedUnderTheStaleChildThatNamesItsSlotMakesAParentLoop)
+{
+    Graph g;
+    const int a = addNode(g);
+    const int b = addNode(g);
+    const int x = addNode(g);
+    const int y = addNode(g);
+    const int p = addNode(g);
+    addNode(g, p);
+    g.removeNode(x);
+    g.removeNode(y);
+    g.purge();
+    EXPECT_EQ(addEdgeChecked(g, a, 0, b, 0), 0);
+    const int n = addNode(g, 4);
+    ASSERT_EQ(n, 5);
+    ASSERT_EQ(g.parentNode(4), n);
+    ASSERT_EQ(g.parentNode(n), 4);
+    EXPECT_EQ(addEdgeChecked(g, b, 0, 3, 0), 1);
+    EXPECT_EQ(addEdgeChecked(g, 3, 0, a, 0), -1); // a -> b -> 3
+    EXPECT_EQ(addEdgeChecked(g, 4, 0, n, 0), -1); // not siblings: n's parent is 4
+    const int c = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, 3, 0, c, 0), 2);
+    EXPECT_EQ(addEdgeChecked(g, c, 0, b, 0), -1); // b -> 3 -> c
+    EXPECT_EQ(g.numEdgesGlobal(), 3);
+}
+
 } // namespace

@@ -394,3 +394,205 @@ TEST(GraphLog, AcceptedEditsAndTheDesignedReportsAreUnchangedWhenOn)
               QStringList{QStringLiteral("addEdge(1, -1, 2, 1) refused: The source node 'a' (1) has no "
                                          "output -1 (it has 2).")});
 }
+
+TEST(GraphEdgeCheck, RefusalNameOfANegativeValueIsEmpty)
+{
+    EXPECT_STREQ(Morvane::Zrn::edgeRefusalName(static_cast<EdgeRefusal>(-1)), "");
+    EXPECT_STREQ(Morvane::Zrn::edgeRefusalName(EdgeRefusal::OccupiedOutput), "OccupiedOutput");
+}
+
+TEST(GraphLog, UpEdgeByNameNamesADeadChildAndTheRootsMissingParent)
+{
+    NamedPair f;
+    f.g.addOutput(0, QStringLiteral("top"), -1);
+    const int dead = f.g.addNode(QStringLiteral("dead"), 0, 1, f.a);
+    f.g.removeNode(dead);
+    ZrnTest::MessageCapture capture;
+    {
+        GraphLogOn on;
+        EXPECT_EQ(f.g.addUpEdgeByName(QStringLiteral("x"), 99, QStringLiteral("w")), -1);
+        EXPECT_EQ(f.g.addUpEdgeByName(QStringLiteral("x"), dead, QStringLiteral("")), -1);
+        EXPECT_EQ(f.g.addUpEdgeByName(QStringLiteral("x"), 0, QStringLiteral("top")), -1);
+        EXPECT_EQ(f.g.addUpEdgeByName(QStringLiteral("x"), 0, QStringLiteral("bottom")), -1);
+    }
+    const QStringList expected{
+        QStringLiteral("addUpEdgeByName: node 99 is not a live node"),
+        QStringLiteral("addUpEdge(-1, 99, -1) refused: The child node 99 is not a live node."),
+        QStringLiteral("addUpEdgeByName: node 4 is not a live node"),
+        QStringLiteral("addUpEdge(0, 4, 0) refused: The child node 4 is not a live node."),
+        QStringLiteral("addUpEdgeByName: the root has no parent output 'x'"),
+        QStringLiteral("addUpEdge(-1, 0, 0) refused: The root has no parent to give an up edge to."),
+        QStringLiteral("addUpEdgeByName: the root has no parent output 'x'"),
+        QStringLiteral("addUpEdgeByName: the root (0) has no output named 'bottom'"),
+        QStringLiteral("addUpEdge(-1, 0, -1) refused: The child node, the root (0), has no output -1 (it has 1)."),
+    };
+    EXPECT_EQ(capture.debug, expected);
+    EXPECT_EQ(capture.critical, QStringList());
+    EXPECT_EQ(f.g.numEdgesGlobal(), 0);
+}
+
+TEST(GraphLog, UpEdgeByNameNamesTheChildsMissingOutput)
+{
+    NamedPair f;
+    ZrnTest::MessageCapture capture;
+    {
+        GraphLogOn on;
+        EXPECT_EQ(f.g.addUpEdgeByName(QStringLiteral("y"), f.c, QStringLiteral("v")), -1);
+        EXPECT_EQ(f.g.addUpEdgeByName(QStringLiteral("y"), f.c, QStringLiteral("w")), 0);
+    }
+    const QStringList expected{
+        QStringLiteral("addUpEdgeByName: node 'c' (3) has no output named 'v'"),
+        QStringLiteral("addUpEdge(1, 3, -1) refused: The child node 'c' (3) has no output -1 (it has 1)."),
+    };
+    EXPECT_EQ(capture.debug, expected);
+    EXPECT_EQ(f.g.outputSource(f.a, 1), 0);
+}
+
+TEST(GraphLog, PairingWithADeadNodeSaysNothingAndAddsNothing)
+{
+    NamedPair f;
+    const int dead = f.g.addNode(QStringLiteral("dead"), 0, 0, 0);
+    f.g.addOutput(dead, QStringLiteral("x"), -1);
+    f.g.removeNode(dead);
+    ZrnTest::MessageCapture capture;
+    {
+        GraphLogOn on;
+        f.g.connectByName(dead, f.b);
+        f.g.connectByName(f.a, 99);
+        f.g.connectGroups(-1, -1, f.b, -1);
+        f.g.connectGroups(f.a, -1, dead, -1);
+        f.g.connectNamedGroups(dead, QString(), f.b, QString());
+        f.g.connectNamedGroups(f.a, QString(), 99, QString());
+        f.g.connectDownByName(dead);
+        f.g.connectDownByName(Graph::kRootNodeRef);
+        f.g.connectUpByName(99);
+        f.g.connectUpByName(Graph::kRootNodeRef);
+    }
+    EXPECT_EQ(capture.debug, QStringList());
+    EXPECT_EQ(capture.critical, QStringList());
+    EXPECT_EQ(f.g.numEdgesGlobal(), 0);
+}
+
+// Groups: a's outputs "x" (group 0, "colour") and "y" (no group); b's inputs
+// "x" (group 0, "colour"), "y" (no group) and "z" (group 0).
+TEST(GraphLog, GroupPairingNamesOnlyTheUnpairedInputsOfTheGroup)
+{
+    Graph g;
+    const int a = g.addNode(QStringLiteral("a"), 0, 0, 0);
+    const int b = g.addNode(QStringLiteral("b"), 0, 0, 0);
+    ASSERT_EQ(g.addOutputGroup(a, QStringLiteral("colour")), 0);
+    ASSERT_EQ(g.addInputGroup(b, QStringLiteral("colour")), 0);
+    g.addOutput(a, QStringLiteral("y"), -1);
+    g.addOutput(a, QStringLiteral("x"), 0);
+    g.addInput(b, QStringLiteral("x"), 0);
+    g.addInput(b, QStringLiteral("y"), -1);
+    g.addInput(b, QStringLiteral("z"), 0);
+    ZrnTest::MessageCapture capture;
+    {
+        GraphLogOn on;
+        g.connectNamedGroups(a, QStringLiteral("colour"), b, QStringLiteral("colour"));
+    }
+    // "x" is paired inside the group; "y" is outside it and not named; "z"
+    // finds no output: a's "y" is outside the group, a's "x" has another name.
+    EXPECT_EQ(capture.debug,
+              QStringList{QStringLiteral("connectGroups: input 'z' (2) of node 'b' (2) stays unconnected: node 'a' "
+                                         "(1) has no output of that name free to feed siblings")});
+    EXPECT_EQ(g.numEdgesGlobal(), 1);
+    EXPECT_EQ(g.inputSource(b, 0), 0);
+    EXPECT_EQ(g.edgeSourceIndex(0), 1);
+    EXPECT_EQ(g.inputSource(b, 1), Graph::kInvalidEdgeRef);
+}
+
+TEST(GraphLog, SiblingPairingSkipsFedInputsAndOutputsThatFeedTheParent)
+{
+    Graph g;
+    const int p = g.addNode(QStringLiteral("p"), 0, 0, 0);
+    g.addOutput(p, QStringLiteral("up"), -1);
+    const int a = g.addNode(QStringLiteral("a"), 0, 0, p);
+    const int b = g.addNode(QStringLiteral("b"), 0, 0, p);
+    const int s = g.addNode(QStringLiteral("s"), 0, 0, p);
+    g.addOutput(a, QStringLiteral("up"), -1);
+    g.addOutput(a, QStringLiteral("v"), -1);
+    g.addOutput(s, QStringLiteral("w"), -1);
+    g.addInput(b, QStringLiteral("up"), -1);
+    g.addInput(b, QStringLiteral("v"), -1);
+    g.addInput(b, QStringLiteral("w"), -1);
+    ASSERT_EQ(g.addUpEdge(0, a, 0), 0);
+    ASSERT_EQ(g.addEdge(s, 0, b, 2), 1);
+    ZrnTest::MessageCapture capture;
+    {
+        GraphLogOn on;
+        g.connectByName(a, b);
+    }
+    // "up" only feeds the parent, "v" is paired, "w" already has a source.
+    EXPECT_EQ(capture.debug,
+              QStringList{QStringLiteral("connectByName: input 'up' (0) of node 'b' (3) stays unconnected: node 'a' "
+                                         "(2) has no output of that name free to feed siblings")});
+    EXPECT_EQ(g.numEdgesGlobal(), 3);
+    EXPECT_EQ(g.inputSource(b, 0), Graph::kInvalidEdgeRef);
+    EXPECT_EQ(g.inputSource(b, 1), 2);
+    EXPECT_EQ(g.inputSource(b, 2), 1);
+}
+
+TEST(GraphLog, DownPairingNamesOnlyTheFreeInputsThatFindNoParentInput)
+{
+    Graph g;
+    const int p = g.addNode(QStringLiteral("p"), 0, 0, 0);
+    g.addInput(p, QStringLiteral("size"), -1);
+    g.addInput(p, QStringLiteral("colour"), -1);
+    const int c = g.addNode(QStringLiteral("c"), 0, 0, p);
+    const int d = g.addNode(QStringLiteral("d"), 0, 0, p);
+    g.addInput(c, QStringLiteral("colour"), -1);
+    g.addInput(c, QStringLiteral("size"), -1);
+    g.addInput(c, QStringLiteral("depth"), -1);
+    g.addInput(d, QStringLiteral("size"), -1);
+    ASSERT_EQ(g.addDownEdge(0, d, 0), 0); // the parent's "size" already feeds a child
+    ASSERT_EQ(g.addDownEdge(1, c, 0), 1); // c's "colour" is fed
+    ZrnTest::MessageCapture capture;
+    {
+        GraphLogOn on;
+        g.connectDownByName(c);
+    }
+    EXPECT_EQ(capture.debug,
+              QStringList{QStringLiteral("connectDownByName: input 'depth' (2) of node 'c' (2) stays unconnected: "
+                                         "node 'p' (1) has no input of that name")});
+    EXPECT_EQ(g.numEdgesGlobal(), 3);
+    EXPECT_EQ(g.inputSource(c, 1), 2);
+    EXPECT_EQ(g.edgeSourceIndex(2), 0);
+    EXPECT_EQ(g.inputSource(c, 2), Graph::kInvalidEdgeRef);
+}
+
+TEST(GraphLog, UpPairingNamesOnlyTheOutputsThatFindNoFreeParentOutput)
+{
+    Graph g;
+    const int p = g.addNode(QStringLiteral("p"), 0, 0, 0);
+    const int q = g.addNode(QStringLiteral("q"), 0, 0, 0);
+    g.addOutput(p, QStringLiteral("side"), -1);
+    g.addOutput(p, QStringLiteral("image"), -1);
+    g.addInput(q, QStringLiteral("side"), -1);
+    const int c = g.addNode(QStringLiteral("c"), 0, 0, p);
+    const int gc = g.addNode(QStringLiteral("gc"), 0, 0, c);
+    g.addOutput(c, QStringLiteral("inner"), -1);
+    g.addOutput(c, QStringLiteral("side"), -1);
+    g.addOutput(c, QStringLiteral("image"), -1);
+    g.addOutput(c, QStringLiteral("depth"), -1);
+    g.addOutput(gc, QStringLiteral("inner"), -1);
+    ASSERT_EQ(g.addUpEdge(0, gc, 0), 0); // c's "inner" has a source of its own
+    ASSERT_EQ(g.addEdge(p, 0, q, 0), 1); // p's "side" feeds a sibling
+    ZrnTest::MessageCapture capture;
+    {
+        GraphLogOn on;
+        g.connectUpByName(c);
+    }
+    const QStringList expected{
+        QStringLiteral("connectUpByName: output 'side' (1) of node 'c' (3) is not passed up: node 'p' (1) has no "
+                       "output of that name"),
+        QStringLiteral("connectUpByName: output 'depth' (3) of node 'c' (3) is not passed up: node 'p' (1) has no "
+                       "output of that name"),
+    };
+    EXPECT_EQ(capture.debug, expected);
+    EXPECT_EQ(g.numEdgesGlobal(), 3);
+    EXPECT_EQ(g.outputSource(p, 1), 2);
+    EXPECT_EQ(g.edgeSourceIndex(2), 2);
+    EXPECT_EQ(g.outputSource(p, 0), Graph::kInvalidEdgeRef);
+}

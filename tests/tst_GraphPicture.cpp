@@ -257,4 +257,45 @@ TEST(GraphPicture, LeavesOutNodesThatAStalePurgeCutOff)
     EXPECT_DOT_ACCEPTS(picture);
 }
 
+// Noncharacters and a high surrogate with no low one after it become U+FFFD;
+// a node with more outputs than inputs gets empty cells under its inputs; a
+// group without a name is shown by its number; the attribute hook's names
+// must be plain identifiers, and a carriage return in a value is dropped.
+TEST(GraphPicture, ReplacesUnpairedSurrogatesAndNoncharactersAndPadsShortColumns)
+{
+    Graph graph;
+    const int a = graph.addNode(QStringLiteral("a"), 0, 0, Graph::kRootNodeRef);
+    const int group = graph.addInputGroup(a, QString());
+    graph.addInput(a, QStringLiteral("in"), group);
+    graph.addOutput(a, QChar(0xfffe) + QStringLiteral("x") + QChar(0xffff), -1);
+    graph.addOutput(a, QStringLiteral("y") + QChar(0xd800), -1);
+    graph.addOutput(a, QStringLiteral("z") + QChar(0xdbff) + QStringLiteral("w"), -1);
+    GraphPictureOptions options;
+    options.nodeAttributes = [&](int node) {
+        QList<QPair<QString, QString>> attributes;
+        if (node == a) {
+            for (const char* name : {"Fill_2", "@x", "a~", "", "Z9", "[", "a{", "_"})
+                attributes << qMakePair(QString::fromLatin1(name), QStringLiteral("a\r\nb"));
+        }
+        return attributes;
+    };
+    const QString picture = graphPicture(graph, options);
+    EXPECT_EQ(picture,
+              header()
+                  + lines({
+                      "  subgraph \"cluster_n0\" {",
+                      "    graph [label=<#0>, style=rounded, color=\"gray50\"];",
+                      "    \"n1\" [label=<" TABLE "<tr><td bgcolor=\"gray92\" colspan=\"2\"><b>a</b> #1</td></tr>"
+                      "<tr><td port=\"i0\" align=\"left\">in <font color=\"gray40\">(group 0)</font></td>"
+                      "<td port=\"o0\" align=\"left\">\xef\xbf\xbdx\xef\xbf\xbd</td></tr>"
+                      "<tr><td></td><td port=\"o1\" align=\"left\">y\xef\xbf\xbd</td></tr>"
+                      "<tr><td></td><td port=\"o2\" align=\"left\">z\xef\xbf\xbdw</td></tr></table>>"
+                      ", Fill_2=\"a\\nb\", Z9=\"a\\nb\", _=\"a\\nb\"];",
+                      "  }",
+                      "  // Edges",
+                      "}",
+                  }));
+    EXPECT_DOT_ACCEPTS(picture);
+}
+
 } // namespace

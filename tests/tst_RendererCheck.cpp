@@ -226,3 +226,42 @@ TEST(RendererCheck, IssueNamesAreTheEnumerators)
     EXPECT_STREQ(Morvane::Zrn::setupIssueName(SetupIssue::UnnamedGroupPorts), "UnnamedGroupPorts");
     EXPECT_STREQ(Morvane::Zrn::setupIssueName(static_cast<SetupIssue>(42)), "");
 }
+
+TEST(RendererCheck, GroupsWithUnnamedPortsOnOneSideOnly)
+{
+    Sound f;
+    const int in = f.r.addGroup(QStringLiteral("in"), 1, 0, Graph::kRootNodeRef);
+    const int out =
+        f.r.addGroup(QStringLiteral("out"), QStringList{QStringLiteral("x")}, QStringList(), Graph::kRootNodeRef);
+    f.r.getGraph().addOutput(out, QStringLiteral("y"), -1);
+    f.r.getGraph().addOutput(out, QString(), -1);
+    EXPECT_EQ(in, 3);
+    EXPECT_EQ(lines(f.r.checkSetup()),
+              (QStringList{QStringLiteral("UnnamedGroupPorts 3 in: The group 'in' has unnamed inputs 0: they cannot "
+                                          "be wired by name; give the names to addGroup()."),
+                           QStringLiteral("UnnamedGroupPorts 4 out: The group 'out' has unnamed outputs 1: they "
+                                          "cannot be wired by name; give the names to addGroup().")}));
+}
+
+// A consumer fed twice by one disabled producer is named once.
+TEST(RendererCheck, ConsumerFedTwiceByOneDisabledPassIsNamedOnce)
+{
+    QStringList log;
+    Renderer r;
+    const int a = r.addPass(QStringLiteral("a"), new RecordingPass(QStringLiteral("a"), &log, 0, 2), 0);
+    const int b = r.addPass(QStringLiteral("b"), new RecordingPass(QStringLiteral("b"), &log, 2, 0), 0);
+    Graph& g = r.getGraph();
+    ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
+    ASSERT_EQ(g.addEdge(a, 1, b, 1), 1);
+    r.setTarget(b);
+    r.setEnabled(a, false);
+    EXPECT_EQ(lines(r.checkSetup()),
+              QStringList{QStringLiteral("DisabledPassWithConsumers 1 a: The pass 'a' is disabled: 'b' will get "
+                                         "default values for what it feeds them.")});
+}
+
+TEST(RendererCheck, IssueNameOfANegativeValueIsEmpty)
+{
+    EXPECT_STREQ(Morvane::Zrn::setupIssueName(static_cast<SetupIssue>(-1)), "");
+    EXPECT_STREQ(Morvane::Zrn::setupIssueName(SetupIssue::PassAddedTwice), "PassAddedTwice");
+}

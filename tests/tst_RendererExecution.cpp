@@ -5,6 +5,7 @@
 #include <ZrnCore/RenderPassHelper.h>
 #include <ZrnCore/Renderer.h>
 
+#include "../src/Core/RendererHooks_p.h"
 #include "RenderTestPasses.h"
 
 #include <gtest/gtest.h>
@@ -780,5 +781,54 @@ TEST(RendererDeepGraph, ChainOfHundredThousandPassesRunsInOrder)
         for (int i = 0; i < kLength; ++i)
             ASSERT_EQ(runs[size_t(i)], i) << "run " << i << " of frame " << frame;
         EXPECT_EQ(renderer.output(out), QVariant(kLength));
+    }
+}
+
+// An input the pass gained after addPass() has no port on its node: nothing
+// can feed it, so every frame hands it its default, in literal and in
+// compiled frames alike.
+TEST(RendererExecution, InputAddedAfterAddPassGetsItsDefault)
+{
+    for (const bool literal : {true, false}) {
+        SCOPED_TRACE(literal ? "literal frames" : "compiled frames");
+        QStringList log;
+        Renderer r;
+        Internal::setLiteralFrames(r, literal);
+        const int gain = r.addParameter(s("gain"), 2);
+        auto* p = new RecordingPass(s("P"), &log, 1, 0);
+        const int node = r.addPass(s("P"), p, Graph::kRootNodeRef);
+        ASSERT_NE(r.getGraph().addDownEdge(gain, node, 0), Graph::kInvalidEdgeRef);
+        EXPECT_EQ(p->addInput(s("late"), 5), 1);
+        EXPECT_EQ(r.getGraph().numInputs(node), 1);
+        r.setTarget(node);
+        for (int frame = 0; frame < 2; ++frame) {
+            p->setInput(1, s("stale"));
+            EXPECT_TRUE(r.render(nullptr));
+            EXPECT_EQ(p->inputValue(0), QVariant(2));
+            EXPECT_EQ(p->inputValue(1), QVariant(5));
+        }
+        EXPECT_EQ(p->runs, 2);
+    }
+}
+
+// A target that is no live node runs nothing and fails the frame, whether or
+// not anything else is needed.
+TEST(RendererExecution, TargetThatIsNoLiveNodeRunsNothing)
+{
+    for (const bool literal : {true, false}) {
+        SCOPED_TRACE(literal ? "literal frames" : "compiled frames");
+        QStringList log;
+        Renderer r;
+        Internal::setLiteralFrames(r, literal);
+        auto* p = new RecordingPass(s("P"), &log, 0, 0);
+        const int node = r.addPass(s("P"), p, Graph::kRootNodeRef);
+        r.setTarget(node);
+        EXPECT_TRUE(r.render(nullptr));
+        EXPECT_EQ(p->runs, 1);
+        r.getGraph().removeNode(node);
+        EXPECT_FALSE(r.render(nullptr));
+        r.setTarget(42);
+        EXPECT_FALSE(r.render(nullptr));
+        EXPECT_EQ(p->runs, 1);
     }
 }

@@ -249,6 +249,85 @@ TEST_F(ScheduleFixture, TargetThatIsNoNodeIsRefusedInReplayedFramesToo)
     EXPECT_EQ(compilations(), 4u);
 }
 
+// A recording pass that also logs the questions a frame asks it: its port
+// counts and its output values.
+class QuestionedPass : public RecordingPass
+{
+public:
+    QuestionedPass(const QString& name, QStringList* log, int numInputs, int numOutputs)
+        : RecordingPass(name, log, numInputs, numOutputs)
+        , m_name(name)
+        , m_questions(log)
+    {
+    }
+    bool asking = false; ///< log the questions (off while the pass is added)
+
+    int numInputs() const override
+    {
+        ask(QStringLiteral("numInputs()"));
+        return RecordingPass::numInputs();
+    }
+    int numOutputs() const override
+    {
+        ask(QStringLiteral("numOutputs()"));
+        return RecordingPass::numOutputs();
+    }
+    QVariant output(int output) const override
+    {
+        ask(QStringLiteral("output(%1)").arg(output));
+        return RecordingPass::output(output);
+    }
+
+private:
+    void ask(const QString& question) const
+    {
+        if (asking)
+            m_questions->append(m_name + QLatin1Char('.') + question);
+    }
+    QString m_name;
+    QStringList* m_questions;
+};
+
+// A pass may answer its port counts itself, so a frame asks them as a call
+// the pass sees: a replayed frame asks exactly what a walking frame asks,
+// where it asks it.
+TEST(RendererSchedulePorts, ReplayedFramesAskPortCountsAsWalkingFramesDo)
+{
+    for (const bool walking : {true, false}) {
+        SCOPED_TRACE(walking ? "walking frames" : "replayed frames");
+        QStringList log;
+        ZrnTest::LoggingRenderer renderer{&log};
+        Internal::setLiteralFrames(renderer, walking);
+        auto* a = new QuestionedPass(s("A"), &log, 2, 1);
+        auto* t = new QuestionedPass(s("T"), &log, 1, 1);
+        renderer.addParameter(s("gain"), 5);
+        renderer.addOutput(s("image"));
+        const int nodeA = renderer.addPass(s("A"), a, Graph::kRootNodeRef);
+        const int nodeT = renderer.addPass(s("T"), t, Graph::kRootNodeRef);
+        Graph& g = renderer.getGraph();
+        ASSERT_NE(g.addDownEdge(0, nodeA, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addEdge(nodeA, 0, nodeT, 0), Graph::kInvalidEdgeRef);
+        ASSERT_NE(g.addUpEdge(0, nodeT, 0), Graph::kInvalidEdgeRef);
+        renderer.setTarget(nodeT);
+        a->asking = true;
+        t->asking = true;
+
+        for (int n = 1; n <= 2; ++n) {
+            log.clear();
+            EXPECT_TRUE(renderer.render(nullptr));
+            const QStringList runA = runCalls(s("A"), {s("5"), s("A.default1")}, {{0, 1}});
+            const QStringList runT = runCalls(s("T"), {QStringLiteral("A.0@%1").arg(n)});
+            QStringList expected{s("R.beginFrame()"), s("A.numInputs()")};
+            expected << runA.mid(0, 3) << s("A.numOutputs()") << runA.mid(3);
+            expected << s("T.numInputs()") << s("A.numOutputs()") << s("A.output(0)") << runT.mid(0, 2)
+                     << s("T.numOutputs()") << runT.mid(2);
+            expected << s("T.numOutputs()") << s("T.output(0)") << s("R.endFrame()");
+            EXPECT_EQ(log, expected) << "frame " << n;
+        }
+        EXPECT_EQ(Internal::scheduleCompilations(renderer), walking ? 0u : 1u);
+    }
+}
+
 TEST_F(ScheduleFixture, LiteralFramesRecordNothing)
 {
     Internal::setLiteralFrames(renderer, true);

@@ -1,6 +1,5 @@
 #include "Passes.h"
 
-#include <QtCore/QFile>
 #include <QtCore/QString>
 
 #include <algorithm>
@@ -357,20 +356,6 @@ void HistogramPass::start(RenderCallbacks*)
     const QVariant values[] = {QVariant::fromValue(image), lumaSum / count, QVariant::fromValue(bins)};
     for (int i = 0; i < 3; ++i)
         outputs[i].value = values[i];
-}
-
-// ------------------------------------------------------------------ files
-
-bool writePpm(const RgbImage& image, const QString& path)
-{
-    if (!image.isValid())
-        return false;
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    const QByteArray header =
-        "P6\n" + QByteArray::number(image.width) + ' ' + QByteArray::number(image.height) + "\n255\n";
-    return file.write(header) == header.size() && file.write(image.pixels) == image.pixels.size() && file.flush();
 }
 
 } // namespace ZrnDemo

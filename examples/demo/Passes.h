@@ -50,8 +50,8 @@ struct FloatImage
     bool isValid() const { return width > 0 && height > 0 && pixels.size() == width * height; }
 };
 
-/// An 8-bit RGB image, three bytes per pixel, row by row, as a binary PPM
-/// stores it.
+/// An 8-bit RGB image, three bytes per pixel, row by row, with no padding
+/// between rows.
 struct RgbImage
 {
     int width = 0;
@@ -135,10 +135,6 @@ public:
     HistogramPass();
     void start(Morvane::Zrn::RenderCallbacks* cb) override;
 };
-
-/// Writes `image` as a binary PPM (P6) file; returns false when the file
-/// cannot be written or the image is not valid.
-bool writePpm(const RgbImage& image, const QString& path);
 
 } // namespace ZrnDemo
 

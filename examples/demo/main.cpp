@@ -28,10 +28,19 @@
 //   tonemap gets its own default exposure (1.0) there.
 //
 // Each frame renders the image, measures it, and the renderer collects the
-// final image and its statistics. At the end the demo prints timings and
-// writes the last image (PPM), the pass graph (Graphviz text) and, when
-// Graphviz's `dot` is on PATH, a drawing of the graph (SVG).
+// final image and its statistics. The renderer keeps a report of each frame
+// and records a trace of the run. At the end the demo prints timings and the
+// report of the last frame, and writes into its output folder the last image
+// (PNG), the graph as a JSON document, the graph's top level and its whole
+// hierarchy as Graphviz text, the last frame's report (text, and drawn on the
+// hierarchy), and the trace (Chrome trace events); when Graphviz's `dot` is
+// on PATH, it draws each Graphviz file as SVG too.
+//
+// main() is the host's life of a renderer in named steps: compose the
+// renderer (add the passes, wire the graph), check the setup, render the
+// frames, print what was measured, write the files.
 
+#include "Outputs.h"
 #include "Passes.h"
 
 #include <ZrnCore/ZrnCore.h>
@@ -40,22 +49,22 @@
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QPair>
-#include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
-#include <QtCore/QStandardPaths>
 #include <QtCore/QStringList>
+#include <QtCore/QVector>
 
 #include <algorithm>
 #include <cstdio>
 #include <limits>
 
+using Morvane::Zrn::FrameReport;
 using Morvane::Zrn::FrameStatistics;
 using Morvane::Zrn::Graph;
-using Morvane::Zrn::RenderPassHelper;
 using Morvane::Zrn::Renderer;
+using Morvane::Zrn::SetupFinding;
+using Morvane::Zrn::SetupIssue;
 
 namespace {
 
@@ -63,14 +72,26 @@ enum ExitCode { ExitOk = 0, ExitFailed = 1, ExitUsage = 2 };
 
 constexpr int kMaxFrames = 100000;
 constexpr int kMaxBlurRadius = 100;
+// The trace holds at most this many frames, the first of the run: enough to
+// see every third of a default run, small enough for a trace viewer.
+constexpr int kMaxTracedFrames = 1000;
 
 const char kUsage[] =
     "Usage: zrn-demo [--frames N] [--size WxH] [--blur R] [--out DIR]\n"
     "\n"
     "Renders N frames of a small image pipeline with libZrnCore, prints the\n"
-    "renderer's and each pass's timings, and writes into DIR the last frame\n"
-    "(image.ppm), the pass graph as Graphviz text (graph.dot) and, when\n"
-    "Graphviz's dot is on PATH, its drawing (graph.svg).\n"
+    "renderer's and each pass's timings and the report of the last frame, and\n"
+    "writes into DIR:\n"
+    "  image.png          the last frame's image\n"
+    "  graph.json         the renderer's graph as a JSON graph document\n"
+    "  graph.dot          the graph's top level as Graphviz text\n"
+    "  hierarchy.dot      the whole hierarchy, with ports, as Graphviz text\n"
+    "  frame-report.txt   the report of the last frame\n"
+    "  frame-report.dot   the last frame drawn on the hierarchy, Graphviz text\n"
+    "  trace.json         a timeline of the first 1000 frames at most, as Chrome\n"
+    "                     trace events (open it in ui.perfetto.dev or chrome://tracing)\n"
+    "and, when Graphviz's dot is on PATH, graph.svg, hierarchy.svg and\n"
+    "frame-report.svg, its drawings of the three .dot files.\n"
     "\n"
     "  --frames N   frames to render, 1..100000 (default 300)\n"
     "  --size WxH   image size, each side 1..4096 (default 320x240)\n"
@@ -163,27 +184,33 @@ int parseArguments(const QStringList& arguments, Options* options)
     return -1;
 }
 
-// The nodes and indices of the composed renderer that the frame loop needs.
+// ------------------------------------------------------------ composing
+
+// The nodes and indices of the composed renderer that the later steps need.
 struct Pipeline
 {
     int frameParameter = -1;
     int imageOutput = -1;
     int meanLumaOutput = -1;
     int histogramOutput = -1;
+    int generate = Graph::kInvalidNodeRef;
+    int post = Graph::kInvalidNodeRef;
     int exposure = Graph::kInvalidNodeRef;
-    QVector<QPair<QString, int>> passes; // display name, node; in run order
+    int blur = Graph::kInvalidNodeRef;
+    int tonemap = Graph::kInvalidNodeRef;
+    int histogram = Graph::kInvalidNodeRef;
+    QVector<int> passes; // the pass nodes, in the order they were added
 };
 
-// Builds the pass graph of the sketch at the top of this file. Returns an
-// empty string, or the list of connections that could not be made.
-QString compose(Renderer& renderer, const Options& options, Pipeline* pipeline)
+// Adds the renderer's parameters and outputs, and the passes and the group
+// of the sketch at the top of this file, still unwired.
+void addPasses(Renderer& renderer, const Options& options, Pipeline* pipeline)
 {
     using namespace ZrnDemo;
-    Graph& graph = renderer.getGraph();
     const int root = Graph::kRootNodeRef;
     // The Graphviz text names the root where a top-level pass feeds a
     // renderer output; give it a readable name.
-    graph.setNodeName(root, QStringLiteral("renderer"));
+    renderer.getGraph().setNodeName(root, QStringLiteral("renderer"));
 
     renderer.addParameter(QStringLiteral("width"), options.width);
     renderer.addParameter(QStringLiteral("height"), options.height);
@@ -194,16 +221,24 @@ QString compose(Renderer& renderer, const Options& options, Pipeline* pipeline)
     pipeline->meanLumaOutput = renderer.addOutput(QStringLiteral("meanLuma"));
     pipeline->histogramOutput = renderer.addOutput(QStringLiteral("histogram"));
 
-    const int generate = renderer.addPass(QStringLiteral("generate"), new GeneratePass, root);
-    const int post = renderer.addGroup(QStringLiteral("post"), 0, 0, root);
-    graph.addInput(post, QStringLiteral("image"), Graph::kInvalidGroupRef);
-    graph.addInput(post, QStringLiteral("blurRadius"), Graph::kInvalidGroupRef);
-    graph.addOutput(post, QStringLiteral("image"), Graph::kInvalidGroupRef);
-    const int exposure = renderer.addPass(QStringLiteral("exposure"), new ExposurePass, post);
-    const int blur = renderer.addPass(QStringLiteral("blur"), new BlurPass, post);
-    const int tonemap = renderer.addPass(QStringLiteral("tonemap"), new ToneMapPass, post);
-    const int histogram = renderer.addPass(QStringLiteral("histogram"), new HistogramPass, root);
+    pipeline->generate = renderer.addPass(QStringLiteral("generate"), new GeneratePass, root);
+    // The group's ports are named, so that it is wired by name like a pass.
+    pipeline->post = renderer.addGroup(QStringLiteral("post"), {QStringLiteral("image"), QStringLiteral("blurRadius")},
+                                       {QStringLiteral("image")}, root);
+    pipeline->exposure = renderer.addPass(QStringLiteral("exposure"), new ExposurePass, pipeline->post);
+    pipeline->blur = renderer.addPass(QStringLiteral("blur"), new BlurPass, pipeline->post);
+    pipeline->tonemap = renderer.addPass(QStringLiteral("tonemap"), new ToneMapPass, pipeline->post);
+    pipeline->histogram = renderer.addPass(QStringLiteral("histogram"), new HistogramPass, root);
+    pipeline->passes = {pipeline->generate, pipeline->exposure, pipeline->blur, pipeline->tonemap, pipeline->histogram};
+}
 
+// Wires the nodes that addPasses() made, as the sketch shows, and makes the
+// histogram pass the target. Returns an empty string, or the list of
+// connections that could not be made.
+QString wireGraph(Renderer& renderer, const Pipeline& p)
+{
+    Graph& graph = renderer.getGraph();
+    const int root = Graph::kRootNodeRef;
     QStringList missing;
     auto check = [&](bool made, const QString& what) {
         if (!made)
@@ -219,49 +254,62 @@ QString compose(Renderer& renderer, const Options& options, Pipeline* pipeline)
     };
 
     // Parameters down into generate: width, height, frame and frames.
-    graph.connectDownByName(generate);
+    graph.connectDownByName(p.generate);
     for (const char* name : {"width", "height", "frame", "frames"})
-        check(inputFed(generate, name), QStringLiteral("renderer.%1 -> generate.%1").arg(QLatin1String(name)));
+        check(inputFed(p.generate, name), QStringLiteral("renderer.%1 -> generate.%1").arg(QLatin1String(name)));
 
     // The image into the group, and the blur radius from the renderer's
     // parameter down through the group's input to the blur pass.
-    check(graph.addEdgeByName(generate, QStringLiteral("image"), post, QStringLiteral("image"))
+    check(graph.addEdgeByName(p.generate, QStringLiteral("image"), p.post, QStringLiteral("image"))
               != Graph::kInvalidEdgeRef,
           QStringLiteral("generate.image -> post.image"));
-    check(graph.addDownEdgeByName(QStringLiteral("blurRadius"), post, QStringLiteral("blurRadius"))
+    check(graph.addDownEdgeByName(QStringLiteral("blurRadius"), p.post, QStringLiteral("blurRadius"))
               != Graph::kInvalidEdgeRef,
           QStringLiteral("renderer.blurRadius -> post.blurRadius"));
-    graph.connectDownByName(blur); // image and blurRadius
-    check(inputFed(blur, "image"), QStringLiteral("post.image -> blur.image"));
-    check(inputFed(blur, "blurRadius"), QStringLiteral("post.blurRadius -> blur.blurRadius"));
-    graph.connectDownByName(exposure); // image; key stays at its default
-    check(inputFed(exposure, "image"), QStringLiteral("post.image -> exposure.image"));
+    graph.connectDownByName(p.blur); // image and blurRadius
+    check(inputFed(p.blur, "image"), QStringLiteral("post.image -> blur.image"));
+    check(inputFed(p.blur, "blurRadius"), QStringLiteral("post.blurRadius -> blur.blurRadius"));
+    graph.connectDownByName(p.exposure); // image; key stays at its default
+    check(inputFed(p.exposure, "image"), QStringLiteral("post.image -> exposure.image"));
 
     // Inside the group, then out of it through its output.
-    graph.connectByName(blur, tonemap);
-    check(inputFed(tonemap, "image"), QStringLiteral("blur.image -> tonemap.image"));
-    graph.connectByName(exposure, tonemap);
-    check(inputFed(tonemap, "exposure"), QStringLiteral("exposure.exposure -> tonemap.exposure"));
-    check(graph.addUpEdgeByName(QStringLiteral("image"), tonemap, QStringLiteral("image")) != Graph::kInvalidEdgeRef,
+    graph.connectByName(p.blur, p.tonemap);
+    check(inputFed(p.tonemap, "image"), QStringLiteral("blur.image -> tonemap.image"));
+    graph.connectByName(p.exposure, p.tonemap);
+    check(inputFed(p.tonemap, "exposure"), QStringLiteral("exposure.exposure -> tonemap.exposure"));
+    check(graph.addUpEdgeByName(QStringLiteral("image"), p.tonemap, QStringLiteral("image")) != Graph::kInvalidEdgeRef,
           QStringLiteral("tonemap.image -> post.image"));
 
     // The group's image to the histogram pass, whose outputs are the
     // renderer's outputs.
-    graph.connectByName(post, histogram);
-    check(inputFed(histogram, "image"), QStringLiteral("post.image -> histogram.image"));
-    graph.connectUpByName(histogram);
+    graph.connectByName(p.post, p.histogram);
+    check(inputFed(p.histogram, "image"), QStringLiteral("post.image -> histogram.image"));
+    graph.connectUpByName(p.histogram);
     for (const char* name : {"image", "meanLuma", "histogram"})
         check(outputFed(root, name), QStringLiteral("histogram.%1 -> renderer.%1").arg(QLatin1String(name)));
 
-    renderer.setTarget(histogram);
-    pipeline->exposure = exposure;
-    pipeline->passes = {{QStringLiteral("generate"), generate},
-                        {QStringLiteral("post/exposure"), exposure},
-                        {QStringLiteral("post/blur"), blur},
-                        {QStringLiteral("post/tonemap"), tonemap},
-                        {QStringLiteral("histogram"), histogram}};
+    renderer.setTarget(p.histogram);
     return missing.join(QStringLiteral(", "));
 }
+
+// Prints on stderr what the renderer's own check finds wrong or suspicious
+// in the composition; a sound pipeline, like this one, prints nothing. The
+// exposure key is left at its default on purpose, so that finding is
+// expected and passed over.
+void reportSetupFindings(const Renderer& renderer, const Pipeline& pipeline)
+{
+    const int exposureKey = renderer.getGraph().findInput(pipeline.exposure, QStringLiteral("key"));
+    for (const SetupFinding& finding : renderer.checkSetup()) {
+        if (finding.issue == SetupIssue::UnfedInput && finding.node == pipeline.exposure
+            && finding.port == exposureKey) {
+            continue;
+        }
+        std::fprintf(stderr, "zrn-demo: setup: %s: %s\n", finding.path.toLocal8Bit().constData(),
+                     finding.message.toLocal8Bit().constData());
+    }
+}
+
+// ------------------------------------------------------------ rendering
 
 // What the frame loop saw in one third of the run.
 struct Third
@@ -282,6 +330,97 @@ struct Third
     }
 };
 
+// What the whole run measured. Frame times are in the library's frame-time
+// units, about twice the wall-clock milliseconds kept beside them.
+struct RunSummary
+{
+    Third thirds[3];
+    double frameTimeSum = 0.0;
+    double worstFrameTime = -1.0;
+    int worstFrameTimeFrame = -1;
+    double millisecondsSum = 0.0;
+    double worstMilliseconds = -1.0;
+    int worstMillisecondsFrame = -1;
+    qint64 loopNanoseconds = 0;
+    QVector<double> passMilliseconds; // by node: wall-clock ms summed over the pass's runs
+};
+
+// Adds the frame just rendered to `summary`, read from the renderer's report
+// of it and its frame statistics.
+void addFrame(const Renderer& renderer, const Pipeline& pipeline, int frame, Third& third, RunSummary* summary)
+{
+    const FrameReport& report = renderer.frameReport();
+    const double frameTime = report.frameTime();
+    const double milliseconds = renderer.lastFrameMilliseconds();
+    summary->frameTimeSum += frameTime;
+    summary->millisecondsSum += milliseconds;
+    if (frameTime > summary->worstFrameTime) {
+        summary->worstFrameTime = frameTime;
+        summary->worstFrameTimeFrame = frame;
+    }
+    if (milliseconds > summary->worstMilliseconds) {
+        summary->worstMilliseconds = milliseconds;
+        summary->worstMillisecondsFrame = frame;
+    }
+    for (int i = 0; i < report.numRuns(); ++i) {
+        const FrameReport::PassRun& run = report.run(i);
+        summary->passMilliseconds[run.node] += run.milliseconds();
+    }
+
+    if (third.firstFrame < 0)
+        third.firstFrame = frame;
+    third.lastFrame = frame;
+    third.minPasses = std::min(third.minPasses, renderer.getNumPasses());
+    third.maxPasses = std::max(third.maxPasses, renderer.getNumPasses());
+    third.lumaSum += renderer.output(pipeline.meanLumaOutput).toDouble();
+}
+
+// Says on stderr which pass failed the frame, with the frame's report.
+void reportFailedFrame(const Renderer& renderer, int frame)
+{
+    const FrameReport& report = renderer.frameReport();
+    const QString culprit = report.failedNode() == Graph::kInvalidNodeRef
+        ? QStringLiteral("a pass")
+        : QStringLiteral("pass %1 (error code %2)").arg(renderer.passPath(report.failedNode())).arg(report.errorCode());
+    std::fprintf(stderr, "zrn-demo: frame %d failed in %s\n%s", frame + 1, culprit.toLocal8Bit().constData(),
+                 report.text(renderer.getGraph()).toLocal8Bit().constData());
+}
+
+// Sets the renderer up, renders the frames with the frame report on and a
+// trace recording the first kMaxTracedFrames of them, and tears it down. The
+// exposure pass is off in the middle third of the run. Returns false, after
+// saying which pass failed, when a frame fails.
+bool renderFrames(Renderer& renderer, const Pipeline& pipeline, const Options& options, RunSummary* summary)
+{
+    summary->passMilliseconds.fill(0.0, renderer.getGraph().numNodesGlobal());
+    renderer.setFrameReportEnabled(true);
+    renderer.startFrameTrace(std::min(options.frames, kMaxTracedFrames));
+    // This host needs no context object: the passes are given a null one.
+    renderer.setup(nullptr);
+
+    QElapsedTimer loop;
+    loop.start();
+    for (int frame = 0; frame < options.frames; ++frame) {
+        const int t = int(qint64(frame) * 3 / options.frames);
+        Third& third = summary->thirds[t];
+        third.exposureOn = t != 1;
+        renderer.setEnabled(pipeline.exposure, third.exposureOn);
+        renderer.setParameter(pipeline.frameParameter, frame);
+
+        if (!renderer.render(nullptr)) {
+            renderer.teardown(nullptr);
+            reportFailedFrame(renderer, frame);
+            return false;
+        }
+        addFrame(renderer, pipeline, frame, third, summary);
+    }
+    summary->loopNanoseconds = loop.nsecsElapsed();
+    renderer.teardown(nullptr);
+    return true;
+}
+
+// ------------------------------------------------------------ printing
+
 QString passesText(const Third& third)
 {
     return third.minPasses == third.maxPasses ? QString::number(third.minPasses)
@@ -300,96 +439,15 @@ void row(const QString& label, const QString& value)
                           : QStringLiteral("  %1 %2\n").arg(label, -36).arg(value));
 }
 
-} // namespace
-
-int main(int argc, char* argv[])
+// The renderer's frames: passes run, frame times in both units, the loop.
+void printRendererTable(const Renderer& renderer, const RunSummary& summary)
 {
-    QCoreApplication app(argc, argv);
-    Options options;
-    const int parsed = parseArguments(app.arguments(), &options);
-    if (parsed >= 0)
-        return parsed;
-
-    Renderer renderer;
-    Pipeline pipeline;
-    const QString missing = compose(renderer, options, &pipeline);
-    if (!missing.isEmpty()) {
-        std::fprintf(stderr, "zrn-demo: could not connect %s\n", missing.toLocal8Bit().constData());
-        return ExitFailed;
-    }
-    // Anything suspicious in the composition goes to stderr; a sound
-    // pipeline, like this one, prints nothing here. The exposure key is left
-    // at its default on purpose, so that finding is expected.
-    for (const Morvane::Zrn::SetupFinding& finding : renderer.checkSetup()) {
-        if (finding.issue == Morvane::Zrn::SetupIssue::UnfedInput && finding.node == pipeline.exposure
-            && finding.port == 1) {
-            continue;
-        }
-        std::fprintf(stderr, "zrn-demo: setup: %s: %s\n", finding.path.toLocal8Bit().constData(),
-                     finding.message.toLocal8Bit().constData());
-    }
-
-    print(QStringLiteral("zrn-demo: %1 frames of %2x%3, box blur radius %4, output in %5\n\n")
-              .arg(options.frames)
-              .arg(options.width)
-              .arg(options.height)
-              .arg(options.blurRadius)
-              .arg(QDir::toNativeSeparators(options.outDir)));
-
-    // This host needs no context object: the passes are given a null one.
-    renderer.setup(nullptr);
-
-    Third thirds[3];
-    double runTimeSum = 0.0;
-    double worstTime = -1.0;
-    int worstFrame = -1;
-    QElapsedTimer wall;
-    wall.start();
-    for (int frame = 0; frame < options.frames; ++frame) {
-        const int t = int(qint64(frame) * 3 / options.frames);
-        Third& third = thirds[t];
-        third.exposureOn = t != 1;
-        renderer.setEnabled(pipeline.exposure, third.exposureOn);
-        renderer.setParameter(pipeline.frameParameter, frame);
-
-        if (!renderer.render(nullptr)) {
-            QString culprit = QStringLiteral("a pass");
-            for (const auto& pass : pipeline.passes) {
-                const unsigned int code = renderer.renderPass(pass.second)->errorCode();
-                if (code != 0) {
-                    culprit = QStringLiteral("pass %1 (error code %2)").arg(pass.first).arg(code);
-                    break;
-                }
-            }
-            renderer.teardown(nullptr);
-            std::fprintf(stderr, "zrn-demo: frame %d failed in %s\n", frame + 1, culprit.toLocal8Bit().constData());
-            return ExitFailed;
-        }
-
-        // The frame time the renderer just recorded: the newest ring slot.
-        const double time = renderer.frameTimes()[(renderer.frameCount() - 1) % FrameStatistics::kHistorySize];
-        runTimeSum += time;
-        if (time > worstTime) {
-            worstTime = time;
-            worstFrame = frame;
-        }
-        if (third.firstFrame < 0)
-            third.firstFrame = frame;
-        third.lastFrame = frame;
-        third.minPasses = std::min(third.minPasses, renderer.getNumPasses());
-        third.maxPasses = std::max(third.maxPasses, renderer.getNumPasses());
-        third.lumaSum += renderer.output(pipeline.meanLumaOutput).toDouble();
-    }
-    const qint64 wallNs = wall.nsecsElapsed();
-    renderer.teardown(nullptr);
-
-    // ------------------------------------------------------------ the table
     const int frames = renderer.frameCount();
     const int recent = std::min(frames, FrameStatistics::kHistorySize);
     print(QStringLiteral("Renderer\n"));
     row(QStringLiteral("frames rendered"), QString::number(frames));
     QStringList perThird;
-    for (const Third& third : thirds) {
+    for (const Third& third : summary.thirds) {
         if (third.frames() > 0)
             perThird << QStringLiteral("%1 in frame%2 %3")
                             .arg(passesText(third), third.frames() == 1 ? QString() : QStringLiteral("s"),
@@ -397,29 +455,48 @@ int main(int argc, char* argv[])
     }
     row(QStringLiteral("passes run per frame"), perThird.join(QStringLiteral(", ")));
     row(QStringLiteral("frame time, library units (*)"), QString());
-    row(QStringLiteral("  mean over all %1 frames").arg(frames), number(runTimeSum / frames));
+    row(QStringLiteral("  mean over all %1 frames").arg(frames), number(summary.frameTimeSum / frames));
     row(QStringLiteral("  mean over last %1 (meanFrameTime)").arg(recent), number(renderer.meanFrameTime()));
-    row(QStringLiteral("  worst (frame %1)").arg(worstFrame + 1), number(worstTime));
-    row(QStringLiteral("wall clock, ms"),
-        QStringLiteral("%1 in total, %2 per frame").arg(number(wallNs / 1e6, 1), number(wallNs / 1e6 / frames)));
+    row(QStringLiteral("  worst (frame %1)").arg(summary.worstFrameTimeFrame + 1), number(summary.worstFrameTime));
+    row(QStringLiteral("frame time, wall-clock ms"), QString());
+    row(QStringLiteral("  mean over all %1 frames").arg(frames), number(summary.millisecondsSum / frames));
+    row(QStringLiteral("  worst (frame %1)").arg(summary.worstMillisecondsFrame + 1),
+        number(summary.worstMilliseconds));
+    row(QStringLiteral("  last (lastFrameMilliseconds)"), number(renderer.lastFrameMilliseconds()));
+    const double loopMs = double(summary.loopNanoseconds) / 1e6;
+    row(QStringLiteral("whole loop, wall-clock ms"),
+        QStringLiteral("%1 in total, %2 per frame").arg(number(loopMs, 1), number(loopMs / frames)));
     print(
         QStringLiteral("  (*) each frame is recorded as (ns / 1000) / 1000.0 + ms of one timer,\n"
-                       "      about twice its wall-clock milliseconds.\n\n"));
+                       "      about twice its wall-clock milliseconds (below 1 ms, about the same).\n\n"));
+}
 
-    print(QStringLiteral("Passes          frames run   mean frame time, library units (last <= 100 runs)\n"));
-    for (const auto& pass : pipeline.passes) {
-        const auto* helper = dynamic_cast<const RenderPassHelper*>(renderer.renderPass(pass.second));
-        if (!helper)
-            continue;
-        print(QStringLiteral("  %1 %2   %3%4\n")
-                  .arg(pass.first, -14)
-                  .arg(helper->frameCount(), 9)
-                  .arg(number(helper->meanFrameTime()), 8)
-                  .arg(pass.first == QLatin1String("post/blur") ? QStringLiteral("   (worker thread)") : QString()));
+// Each pass: how often it ran and its mean time in both units.
+void printPassTable(const Renderer& renderer, const Pipeline& pipeline, const RunSummary& summary)
+{
+    print(
+        QStringLiteral("Passes          frames run   mean frame time (*)   mean wall-clock ms\n"
+                       "                             last <= 100 runs      all runs\n"));
+    for (int node : pipeline.passes) {
+        const FrameStatistics& statistics = renderer.passFrameStatistics(node);
+        const double meanMs = statistics.count() > 0 ? summary.passMilliseconds[node] / statistics.count() : 0.0;
+        print(QStringLiteral("  %1 %2   %3   %4%5\n")
+                  .arg(renderer.passPath(node), -14)
+                  .arg(statistics.count(), 9)
+                  .arg(number(statistics.mean()), 8)
+                  .arg(number(meanMs), 20)
+                  .arg(node == pipeline.blur ? QStringLiteral("   (worker thread)") : QString()));
     }
+    print(
+        QStringLiteral("  (*) library units, recorded by each pass as the renderer records its frames:\n"
+                       "      about twice the wall-clock milliseconds (below 1 ms, about the same).\n\n"));
+}
 
-    print(QStringLiteral("\nImage by third   frames   exposure pass          mean luma (0-255)\n"));
-    for (const Third& third : thirds) {
+// The image by third of the run, and the last frame's measurements.
+void printImageTable(const Renderer& renderer, const Pipeline& pipeline, const RunSummary& summary)
+{
+    print(QStringLiteral("Image by third   frames   exposure pass          mean luma (0-255)\n"));
+    for (const Third& third : summary.thirds) {
         if (third.frames() == 0)
             continue;
         print(QStringLiteral("  %1 %2   %3 %4\n")
@@ -434,51 +511,141 @@ int main(int argc, char* argv[])
     print(QStringLiteral("  last frame: mean luma %1, histogram (16 bins) %2\n\n")
               .arg(number(renderer.output(pipeline.meanLumaOutput).toDouble(), 1))
               .arg(bins.join(QLatin1Char(' '))));
+}
 
-    // ------------------------------------------------------------ the files
-    int status = ExitOk;
-    const QDir outDir(options.outDir);
-    const QString imagePath = outDir.filePath(QStringLiteral("image.ppm"));
-    const QString dotPath = outDir.filePath(QStringLiteral("graph.dot"));
-    const QString svgPath = outDir.filePath(QStringLiteral("graph.svg"));
+// The renderer's report of the last frame, as it gives it, indented.
+void printLastFrame(const Renderer& renderer)
+{
+    print(QStringLiteral("Last frame (frame %1; the report counts frames from 0)\n")
+              .arg(renderer.frameReport().frameIndex() + 1));
+    const QString text = renderer.frameReport().text(renderer.getGraph());
+    for (const QString& line : text.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+        print(QStringLiteral("  %1\n").arg(line));
+    print(QStringLiteral("\n"));
+}
+
+// ------------------------------------------------------------ the files
+
+// Writes one file into the output folder and says so, or says on stderr that
+// it could not. Returns whether it was written.
+bool writeOutput(const QDir& dir, const QString& name, const QByteArray& bytes, const QString& what)
+{
+    const QString path = dir.filePath(name);
+    if (!ZrnDemo::writeFile(path, bytes)) {
+        std::fprintf(stderr, "zrn-demo: could not write %s\n", path.toLocal8Bit().constData());
+        return false;
+    }
+    print(QStringLiteral("  wrote %1 (%2)\n").arg(QDir::toNativeSeparators(path), what));
+    return true;
+}
+
+// Draws `base`.dot of the output folder into `base`.svg when Graphviz's dot
+// is there, and says what became of it. A missing or failing dot is not an
+// error of the demo.
+void drawOutput(const QDir& dir, const QString& base)
+{
+    const QString dotName = base + QStringLiteral(".dot");
+    const QString svgName = base + QStringLiteral(".svg");
+    const QString svgPath = dir.filePath(svgName);
+    QString detail;
+    switch (ZrnDemo::drawSvg(dir.filePath(dotName), svgPath, &detail)) {
+    case ZrnDemo::DrawResult::Drawn:
+        print(QStringLiteral("  wrote %1 (drawing of %2 by %3)\n")
+                  .arg(QDir::toNativeSeparators(svgPath), dotName, detail));
+        break;
+    case ZrnDemo::DrawResult::NoDot:
+        print(QStringLiteral("  skipped %1: Graphviz's dot is not on PATH\n").arg(svgName));
+        break;
+    case ZrnDemo::DrawResult::Failed:
+        print(QStringLiteral("  skipped %1: dot failed: %2\n").arg(svgName, detail));
+        break;
+    }
+}
+
+// Writes every file of the output folder and says where each went. Returns
+// ExitFailed when one could not be written, ExitOk otherwise.
+int writeOutputs(const Renderer& renderer, const Pipeline& pipeline, const Options& options)
+{
+    const QDir dir(options.outDir);
+    const Graph& graph = renderer.getGraph();
+    const FrameReport& report = renderer.frameReport();
+    bool written = true;
     print(QStringLiteral("Files\n"));
 
+    const QString imagePath = dir.filePath(QStringLiteral("image.png"));
     const auto image = renderer.output(pipeline.imageOutput).value<ZrnDemo::RgbImage>();
-    if (ZrnDemo::writePpm(image, imagePath)) {
-        print(QStringLiteral("  wrote %1 (last frame, binary PPM, %2x%3)\n")
+    QString error;
+    if (ZrnDemo::writePng(image, imagePath, &error)) {
+        print(QStringLiteral("  wrote %1 (last frame, PNG, %2x%3)\n")
                   .arg(QDir::toNativeSeparators(imagePath))
                   .arg(image.width)
                   .arg(image.height));
     } else {
-        std::fprintf(stderr, "zrn-demo: could not write %s\n", imagePath.toLocal8Bit().constData());
-        status = ExitFailed;
+        std::fprintf(stderr, "zrn-demo: could not write %s: %s\n", imagePath.toLocal8Bit().constData(),
+                     error.toLocal8Bit().constData());
+        written = false;
     }
 
-    const QByteArray dotText = Morvane::Zrn::graphvizText(&renderer.getGraph()).toUtf8();
-    QFile dotFile(dotPath);
-    if (dotFile.open(QIODevice::WriteOnly | QIODevice::Truncate) && dotFile.write(dotText) == dotText.size()
-        && dotFile.flush()) {
-        dotFile.close();
-        print(QStringLiteral("  wrote %1 (pass graph, top level, Graphviz text)\n")
-                  .arg(QDir::toNativeSeparators(dotPath)));
-        const QString dot = QStandardPaths::findExecutable(QStringLiteral("dot"));
-        if (dot.isEmpty()) {
-            print(QStringLiteral("  skipped graph.svg: Graphviz's dot is not on PATH\n"));
-        } else {
-            QProcess process;
-            process.start(dot, {QStringLiteral("-Tsvg"), dotPath, QStringLiteral("-o"), svgPath});
-            if (process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit
-                && process.exitCode() == 0) {
-                print(QStringLiteral("  wrote %1 (drawing of graph.dot by %2)\n")
-                          .arg(QDir::toNativeSeparators(svgPath), dot));
-            } else {
-                print(QStringLiteral("  skipped graph.svg: %1 failed: %2\n")
-                          .arg(dot, QString::fromLocal8Bit(process.readAllStandardError()).trimmed()));
-            }
-        }
-    } else {
-        std::fprintf(stderr, "zrn-demo: could not write %s\n", dotPath.toLocal8Bit().constData());
-        status = ExitFailed;
+    written &= writeOutput(dir, QStringLiteral("graph.json"), Morvane::Zrn::writeGraphDocument(graph),
+                           QStringLiteral("the renderer's graph, JSON graph document"));
+    if (writeOutput(dir, QStringLiteral("graph.dot"), Morvane::Zrn::graphvizText(&graph).toUtf8(),
+                    QStringLiteral("pass graph, top level, Graphviz text")))
+        drawOutput(dir, QStringLiteral("graph"));
+    else
+        written = false;
+    if (writeOutput(dir, QStringLiteral("hierarchy.dot"), Morvane::Zrn::graphPicture(graph).toUtf8(),
+                    QStringLiteral("whole hierarchy with ports, Graphviz text")))
+        drawOutput(dir, QStringLiteral("hierarchy"));
+    else
+        written = false;
+    written &= writeOutput(dir, QStringLiteral("frame-report.txt"), report.text(graph).toUtf8(),
+                           QStringLiteral("report of the last frame"));
+    if (writeOutput(dir, QStringLiteral("frame-report.dot"), report.picture(graph).toUtf8(),
+                    QStringLiteral("last frame drawn on the hierarchy, Graphviz text")))
+        drawOutput(dir, QStringLiteral("frame-report"));
+    else
+        written = false;
+    const Morvane::Zrn::FrameTrace& trace = renderer.frameTrace();
+    written &= writeOutput(dir, QStringLiteral("trace.json"), trace.toJson(graph),
+                           QStringLiteral("timeline of the first %1 frames, Chrome trace events: open it in "
+                                          "ui.perfetto.dev or chrome://tracing")
+                               .arg(trace.numFrames()));
+    return written ? ExitOk : ExitFailed;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    Options options;
+    const int parsed = parseArguments(app.arguments(), &options);
+    if (parsed >= 0)
+        return parsed;
+
+    Renderer renderer;
+    Pipeline pipeline;
+    addPasses(renderer, options, &pipeline);
+    const QString missing = wireGraph(renderer, pipeline);
+    if (!missing.isEmpty()) {
+        std::fprintf(stderr, "zrn-demo: could not connect %s\n", missing.toLocal8Bit().constData());
+        return ExitFailed;
     }
-    return status;
+    reportSetupFindings(renderer, pipeline);
+
+    print(QStringLiteral("zrn-demo: %1 frames of %2x%3, box blur radius %4, output in %5\n\n")
+              .arg(options.frames)
+              .arg(options.width)
+              .arg(options.height)
+              .arg(options.blurRadius)
+              .arg(QDir::toNativeSeparators(options.outDir)));
+    RunSummary summary;
+    if (!renderFrames(renderer, pipeline, options, &summary))
+        return ExitFailed;
+
+    printRendererTable(renderer, summary);
+    printPassTable(renderer, pipeline, summary);
+    printImageTable(renderer, pipeline, summary);
+    printLastFrame(renderer);
+    return writeOutputs(renderer, pipeline, options);
 }

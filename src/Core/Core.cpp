@@ -1,6 +1,7 @@
 // The report mechanism, and the executable and resources paths.
 
 #include "Core_p.h"
+#include "ReportCatalogue_p.h"
 
 #include <ZrnCore/Core.h>
 
@@ -24,13 +25,23 @@ namespace Zrn {
 
 namespace {
 
-// The failure of executablePath() is reported as coming from line 32 of this
-// file. Hosts match on the whole line, so the number stays fixed wherever the
-// code below ends up.
-constexpr int kExecutablePathErrorLine = 32;
-
-void emitReport(const char* sourcePath, int line, const QByteArray& text)
+// Prints one report line: "[<base name>:<line>] ", then for a failed check
+// (`condition` not null) "[ !! ] Assertion '<condition>' failed: " with every
+// "%" of the condition printed as "\%", then the message formatted from
+// `messageFormat` and `arguments`.
+void emitReport(const char* sourcePath, int line, const char* condition, const char* messageFormat, va_list arguments)
 {
+    const QString message = QString::vasprintf(messageFormat, arguments);
+    QByteArray text;
+    if (condition) {
+        QByteArray escapedCondition(condition);
+        escapedCondition.replace("%", "\\%");
+        text = QString::asprintf("[ !! ] Assertion '%s' failed: %s", escapedCondition.constData(),
+                                 message.toLocal8Bit().constData())
+                   .toLocal8Bit();
+    } else {
+        text = message.toLocal8Bit();
+    }
     qCritical("[%s:%d] %s", Internal::sourceBaseName(sourcePath), line, text.constData());
 }
 
@@ -77,7 +88,7 @@ QString askExecutablePath()
     ++s_queryCount;
     const Internal::ExecutablePathQuery query = s_query ? s_query : &askPlatform;
     if (!query(buffer.data(), Internal::kExecutablePathRequestSize)) {
-        Internal::reportError(__FILE__, kExecutablePathErrorLine, "Could not obtain executablePath");
+        Internal::report(&Internal::Reports::kExecutablePathUnknown);
         return QString();
     }
     // Paths are bytes in the local encoding, as QFile reads and writes them,
@@ -112,27 +123,27 @@ const char* sourceBaseName(const char* path)
 
 void reportAssertion(const char* sourcePath, int line, const char* condition, const char* messageFormat, ...)
 {
-    QByteArray escapedCondition(condition);
-    escapedCondition.replace("%", "\\%");
-
     va_list arguments;
     va_start(arguments, messageFormat);
-    const QString message = QString::vasprintf(messageFormat, arguments);
+    emitReport(sourcePath, line, condition, messageFormat, arguments);
     va_end(arguments);
-
-    const QString text = QString::asprintf("[ !! ] Assertion '%s' failed: %s", escapedCondition.constData(),
-                                           message.toLocal8Bit().constData());
-    emitReport(sourcePath, line, text.toLocal8Bit());
 }
 
 void reportError(const char* sourcePath, int line, const char* messageFormat, ...)
 {
     va_list arguments;
     va_start(arguments, messageFormat);
-    const QString message = QString::vasprintf(messageFormat, arguments);
+    emitReport(sourcePath, line, nullptr, messageFormat, arguments);
     va_end(arguments);
+}
 
-    emitReport(sourcePath, line, message.toLocal8Bit());
+void report(const FixedReport* report, ...)
+{
+    Q_ASSERT(report);
+    va_list arguments;
+    va_start(arguments, report);
+    emitReport(report->sourcePath, report->line, report->condition, report->messageFormat, arguments);
+    va_end(arguments);
 }
 
 // ---------------------------------------------------------------- path hooks

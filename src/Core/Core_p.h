@@ -4,6 +4,10 @@
 
 // The library's one report mechanism, and the hooks of the path caches.
 //
+// The library's own reports are fixed lines, listed in ReportCatalogue_p.h
+// and printed by Internal::report() in the same form as the two functions
+// below.
+//
 // Everything here is internal. The functions are marked ZRNCORE_TEST_EXPORT:
 // exported only in a build with tests, so that the library's own tests
 // (tests/tst_Core.cpp) can call them from their separate binaries, and

@@ -67,12 +67,12 @@ void unlinkSource(std::vector<Port>& ports, int index, int edge)
 
 int Graph::Impl::portNamed(int n, Side side, const QString& name) const
 {
-    return inStorage(n) ? firstNamed(node(n).ports(side), name) : -1;
+    return namesSlot(n) ? firstNamed(node(n).ports(side), name) : -1;
 }
 
 int Graph::Impl::groupNamed(int n, Side side, const QString& name) const
 {
-    return inStorage(n) ? firstNamed(node(n).groups(side), name) : -1;
+    return namesSlot(n) ? firstNamed(node(n).groups(side), name) : -1;
 }
 
 void removeEdgesAt(Graph& graph, Port& port)
@@ -158,28 +158,22 @@ int Graph::addNode(const QString& name, int numInputs, int numOutputs, int paren
 int Graph::numNodes(int parent) const
 {
     ZRN_ASSERT_NODE(parent);
-    const Node* p = d->nodeAt(parent);
-    return p ? int(p->children.size()) : 0;
+    return int(d->storedChildren(parent).size());
 }
 
 int Graph::getNode(int index, int parent) const
 {
     ZRN_ASSERT_NODE(parent);
-    const Node* p = d->nodeAt(parent);
-    Q_ASSERT_X(p && inRange(index, p->children.size()), Q_FUNC_INFO, "child position out of range");
-    return p && inRange(index, p->children.size()) ? p->children[size_t(index)] : kInvalidNodeRef;
+    const std::vector<int>& children = d->storedChildren(parent);
+    Q_ASSERT_X(inRange(index, children.size()), Q_FUNC_INFO, "child position out of range");
+    return inRange(index, children.size()) ? children[size_t(index)] : kInvalidNodeRef;
 }
 
 int Graph::findNode(const QString& name, int parent) const
 {
     ZRN_ASSERT_NODE(parent);
-    const Node* p = d->nodeAt(parent);
-    if (!p)
-        return kInvalidNodeRef;
-    // purge() can leave entries in a children list that name no slot (-1);
-    // they have no name to match.
-    for (int child : p->children) {
-        if (d->inStorage(child) && d->node(child).name == name)
+    for (int child : d->storedChildren(parent)) {
+        if (d->namesSlot(child) && d->node(child).name == name)
             return child;
     }
     return kInvalidNodeRef;
@@ -188,12 +182,7 @@ int Graph::findNode(const QString& name, int parent) const
 int Graph::indexOfNode(int node) const
 {
     Q_ASSERT_X(d->inStorage(node), Q_FUNC_INFO, "node reference out of range");
-    // purge() leaves parent fields as they were, so the old parent slot may
-    // lie beyond the compacted storage: then there is no list to look in.
-    const Node* parent = d->nodeAt(d->storedParent(node));
-    if (!parent)
-        return -1;
-    const std::vector<int>& siblings = parent->children;
+    const std::vector<int>& siblings = d->storedChildren(d->storedParent(node));
     const auto it = std::find(siblings.begin(), siblings.end(), node);
     return it == siblings.end() ? -1 : int(it - siblings.begin());
 }
@@ -208,15 +197,14 @@ bool Graph::contains(int ancestor, int node) const
 {
     Q_ASSERT_X(d->inStorage(node), Q_FUNC_INFO, "node reference out of range");
     // In a tree the climb ends at the root within numNodesGlobal() steps.
-    // After purge(), which leaves parent fields as they were, a stale parent
-    // may lie outside the storage or lead round in a circle: the climb then
-    // stops there and answers false rather than read past the end or never
-    // return.
+    // Stored parent fields may name no slot or lead round in a circle: the
+    // climb then stops there and answers false rather than read past the end
+    // or never return.
     size_t steps = d->nodes.size();
     for (int p = d->storedParent(node); p != kInvalidNodeRef; p = d->parentOf(p)) {
         if (p == ancestor)
             return true;
-        if (!d->inStorage(p) || steps-- == 0)
+        if (!d->namesSlot(p) || steps-- == 0)
             return false;
     }
     return false;
@@ -264,28 +252,14 @@ bool Graph::isValidNode(int node) const
 // The input and output twins share one implementation each, parameterised by
 // the side; the public members only forward.
 
-namespace {
-
-[[maybe_unused]] const char* invalidPortText(Side side)
-{
-    return side == Side::Input ? "invalid input" : "invalid output";
-}
-
-[[maybe_unused]] const char* invalidGroupText(Side side)
-{
-    return side == Side::Input ? "invalid input group" : "invalid output group";
-}
-
-[[maybe_unused]] const char* invalidDestinationText(Side side)
-{
-    return side == Side::Input ? "invalid input destination" : "invalid output destination";
-}
-
-} // namespace
+// The text of a failed port, group or destination assertion for `side`:
+// "invalid input group", "invalid output destination" and so on. A macro, so
+// that it is compiled only where an assertion can fail.
+#define ZRN_INVALID_TEXT(side, what) ((side) == Side::Input ? "invalid input" what : "invalid output" what)
 
 #define ZRN_ASSERT_LIVE(n) Q_ASSERT_X(validNode(n), Q_FUNC_INFO, "invalid node reference")
-#define ZRN_ASSERT_PORT(n, side, i) Q_ASSERT_X(validPort(n, side, i), Q_FUNC_INFO, invalidPortText(side))
-#define ZRN_ASSERT_GROUP(n, side, g) Q_ASSERT_X(validGroup(n, side, g), Q_FUNC_INFO, invalidGroupText(side))
+#define ZRN_ASSERT_PORT(n, side, i) Q_ASSERT_X(validPort(n, side, i), Q_FUNC_INFO, ZRN_INVALID_TEXT(side, ""))
+#define ZRN_ASSERT_GROUP(n, side, g) Q_ASSERT_X(validGroup(n, side, g), Q_FUNC_INFO, ZRN_INVALID_TEXT(side, " group"))
 
 int Graph::Impl::addPort(int n, Side side, const QString& name, int group)
 {
@@ -393,7 +367,7 @@ int Graph::Impl::numPortDestinations(int n, Side side, int i) const
 
 int Graph::Impl::portDestination(int n, Side side, int i, int index) const
 {
-    Q_ASSERT_X(validPortDestination(n, side, i, index), Q_FUNC_INFO, invalidDestinationText(side));
+    Q_ASSERT_X(validPortDestination(n, side, i, index), Q_FUNC_INFO, ZRN_INVALID_TEXT(side, " destination"));
     const Port* port = portAt(n, side, i);
     return port && inRange(index, port->destinations.size()) ? port->destinations[size_t(index)] : kInvalidEdgeRef;
 }
@@ -713,8 +687,8 @@ void Graph::removeEdge(int edge)
         return;
     d->changed();
     Edge& e = d->edge(edge);
-    const bool srcKnown = d->inStorage(e.srcNode);
-    const bool dstKnown = d->inStorage(e.dstNode);
+    const bool srcKnown = d->namesSlot(e.srcNode);
+    const bool dstKnown = d->namesSlot(e.dstNode);
 
     if (srcKnown && dstKnown) {
         // The two ports, by kind in this order: regular, down, otherwise up.
@@ -731,9 +705,8 @@ void Graph::removeEdge(int edge)
             unlinkSource(dst.outputs, e.dstIndex, edge);
         }
     } else {
-        // An end was purged away (its port had been erased while still
-        // connected), so the kind can no longer be told: unlink the edge from
-        // whichever port of the remaining end still holds it.
+        // An end names no slot, so the kind can no longer be told: unlink the
+        // edge from whichever port of the remaining end still holds it.
         if (srcKnown) {
             unlinkDestination(d->node(e.srcNode).inputs, e.srcIndex, edge);
             unlinkDestination(d->node(e.srcNode).outputs, e.srcIndex, edge);

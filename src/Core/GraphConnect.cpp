@@ -4,25 +4,14 @@
 // Everything here creates edges only through addEdge(), addDownEdge() and
 // addUpEdge(), so their refusal rules hold unchanged.
 
-#include "Core_p.h"
 #include "GraphDiagnostics_p.h"
 #include "Graph_p.h"
+#include "ReportCatalogue_p.h"
 
 namespace Morvane {
 namespace Zrn {
 
 namespace {
-
-// The failed lookups of addEdgeByName() and addDownEdgeByName() are part of
-// the fixed diagnostic text that hosts match on: they are reported as coming
-// from the graph's source file at these lines, whatever the layout of the
-// code that makes them.
-constexpr const char* kGraphSourcePath = "src/Core/Graph.cpp";
-constexpr int kLineSourceOutput = 681;
-constexpr int kLineDestInput = 682;
-constexpr int kLineChildNode = 717;
-constexpr int kLineChildInput = 718;
-constexpr int kLineParentInput = 719;
 
 // The pairing of connectByName() and connectGroups(): free inputs of
 // `dstNode` from outputs of `srcNode` that feed nothing or feed siblings.
@@ -95,15 +84,11 @@ int Graph::addEdgeByName(int srcNode, const QString& srcOutputName, int dstNode,
 {
     const int output = d->portNamed(srcNode, Side::Output, srcOutputName);
     if (!isValidOutput(srcNode, output)) {
-        Internal::reportAssertion(kGraphSourcePath, kLineSourceOutput,
-                                  "isValidOutput(srcNode, findOutput(srcNode, srcOutputName))",
-                                  "Source output '%s' is not valid", srcOutputName.toLocal8Bit().constData());
+        Internal::report(&Internal::Reports::kSourceOutputByName, srcOutputName.toLocal8Bit().constData());
     }
     const int input = d->portNamed(dstNode, Side::Input, dstInputName);
     if (!isValidInput(dstNode, input)) {
-        Internal::reportAssertion(kGraphSourcePath, kLineDestInput,
-                                  "isValidInput(dstNode, findInput(dstNode, dstInputName))",
-                                  "Dest input '%s' is not valid", dstInputName.toLocal8Bit().constData());
+        Internal::report(&Internal::Reports::kDestInputByName, dstInputName.toLocal8Bit().constData());
     }
     return addEdge(srcNode, output, dstNode, input);
 }
@@ -116,24 +101,18 @@ int Graph::addDownEdgeByName(const QString& parentInputName, int childNode, cons
     const QByteArray childText = childInputName.toLocal8Bit();
 
     if (!isValidNode(childNode)) {
-        Internal::reportAssertion(kGraphSourcePath, kLineChildNode, "isValidNode(childNode)", "Parent '%s' Child '%s'",
-                                  parentText.constData(), childText.constData());
+        Internal::report(&Internal::Reports::kDownChildNode, parentText.constData(), childText.constData());
     }
     const int childInput = d->portNamed(childNode, Side::Input, childInputName);
     if (!isValidInput(childNode, childInput)) {
-        Internal::reportAssertion(kGraphSourcePath, kLineChildInput,
-                                  "isValidInput(childNode, findInput(childNode, childInputName))",
-                                  "Parent '%s' Child '%s'", parentText.constData(), childText.constData());
+        Internal::report(&Internal::Reports::kDownChildInput, parentText.constData(), childText.constData());
     }
     // A removed child still holds its parent field, so its parent's input
     // is looked up as for a live child.
     const int parent = d->storedParent(childNode);
     const int parentInput = d->portNamed(parent, Side::Input, parentInputName);
     if (!isValidInput(parent, parentInput)) {
-        Internal::reportAssertion(
-            kGraphSourcePath, kLineParentInput,
-            "isValidInput(parentNode(childNode), findInput(parentNode(childNode), parentInputName))",
-            "Parent '%s' Child '%s'", parentText.constData(), childText.constData());
+        Internal::report(&Internal::Reports::kDownParentInput, parentText.constData(), childText.constData());
     }
     return addDownEdge(parentInput, childNode, childInput);
 }

@@ -185,11 +185,6 @@ EdgeCheck Graph::checkUpEdge(int parentOutput, int childNode, int childOutput) c
 
 namespace Internal {
 
-const QLoggingCategory& graphLog()
-{
-    return lcGraph();
-}
-
 void traceAddEdge(const Graph& g, int srcNode, int srcOutput, int dstNode, int dstInput)
 {
     if (lcGraph().isDebugEnabled())

@@ -19,8 +19,6 @@ namespace Morvane {
 namespace Zrn {
 namespace Internal {
 
-const QLoggingCategory& graphLog();
-
 // Called first by addEdge(), addDownEdge() and addUpEdge() with their own
 // arguments: logs the refusal that the operation is about to make, if any.
 void traceAddEdge(const Graph& g, int srcNode, int srcOutput, int dstNode, int dstInput);

@@ -116,7 +116,7 @@ bool Graph::Impl::collectOutputConsumers(int n, int output, std::vector<int>& ou
             if (d.srcNode != x || d.srcIndex != k)
                 continue;
             if (up(d)) {
-                if (!inStorage(d.dstNode))
+                if (!namesSlot(d.dstNode))
                     continue;
                 const std::vector<Port>& fed = node(d.dstNode).outputs;
                 if (!inRange(d.dstIndex, fed.size()) || fed[size_t(d.dstIndex)].source != e)
@@ -165,12 +165,12 @@ bool Graph::Impl::recordsFitForOrder(int& parentBeyondStorage) const
     for (size_t start = 0; start < count; ++start) {
         climb.clear();
         int n = int(start);
-        while (inStorage(n) && seen[size_t(n)] == 0) {
+        while (namesSlot(n) && seen[size_t(n)] == 0) {
             seen[size_t(n)] = 1;
             climb.push_back(n);
             n = parentOf(n);
         }
-        if (inStorage(n) && seen[size_t(n)] == 1)
+        if (namesSlot(n) && seen[size_t(n)] == 1)
             return false;
         if (n >= int(count))
             parentBeyondStorage = std::max(parentBeyondStorage, n);
@@ -373,7 +373,7 @@ void Graph::Impl::orderNodeAdded(int n)
         // A stale parent field may name this new slot: make sure that the
         // climb from it still ends.
         size_t steps = nodes.size();
-        for (int p = parentOf(n); inStorage(p); p = parentOf(p)) {
+        for (int p = parentOf(n); namesSlot(p); p = parentOf(p)) {
             if (p == n || steps-- == 0) {
                 order.state = OrderState::Stale;
                 return;
@@ -427,7 +427,7 @@ void Graph::Impl::orderEdgeRemoved(int id)
     // away an up edge hands the parent output's readers to the parent.
     if (regular(e) || down(e) || !up(e))
         return;
-    if (!inStorage(e.dstNode) || !inRange(e.dstIndex, node(e.dstNode).outputs.size()))
+    if (!namesSlot(e.dstNode) || !inRange(e.dstIndex, node(e.dstNode).outputs.size()))
         return;
     int m = e.dstNode;
     int k = e.dstIndex;

@@ -92,9 +92,8 @@ void Graph::removeNode(int node)
     d->changed();
     const int parent = d->parentOf(node);
     removeChildNode(node);
-    // purge() leaves parent fields as they were, so the old parent slot may
-    // lie beyond the compacted storage: then there is no list to leave.
-    if (!d->inStorage(parent))
+    // A stored parent field may name no slot: then there is no list to leave.
+    if (!d->namesSlot(parent))
         return;
     std::vector<int>& siblings = d->node(parent).children;
     const auto it = std::find(siblings.begin(), siblings.end(), node);
@@ -134,11 +133,10 @@ void Graph::removeChildNode(int node)
         if (top.cursor < top.count && size_t(top.cursor) < children.size()) {
             const int child = children[size_t(top.cursor)];
             ++top.cursor;
-            // A child outside the storage, or one entered earlier in this
-            // call, is passed over. Neither happens in a tree; only purge()'s
-            // rewrite of children lists can list a node twice or under
-            // itself, and entering it again would change nothing or never end.
-            if (!d->inStorage(child) || entered.marked(child))
+            // A child entry that names no slot, or a node entered earlier in
+            // this call, is passed over: entering it again would change
+            // nothing or never end.
+            if (!d->namesSlot(child) || entered.marked(child))
                 continue;
             enter(child); // may reallocate the stack: `top` is not used after
         } else {

@@ -149,16 +149,34 @@ struct Graph::Impl
     int parentOf(int n) const { return nodes[size_t(n)].parent; }
     bool inStorage(int n) const { return n >= 0 && n < int(nodes.size()); }
 
+    // References as the records store them. purge() renumbers the slots but
+    // leaves every parent field as it was, rewrites each children list by
+    // position (entry k becomes the new number of old slot k, -1 when that
+    // slot was removed), and maps the end of an edge that outlived its node
+    // (its port was erased while still connected) to -1. So a parent field,
+    // a children entry or an edge end may name no slot, and a node may be
+    // listed twice, under the wrong parent or under its own subtree. Code
+    // that follows a stored reference asks these three, which read a
+    // reference that names no slot as leading nowhere; a walk down children
+    // lists also passes over a node it has entered already.
+    bool namesSlot(int ref) const { return inStorage(ref); }
+    // The parent field of slot `n` as it stands, or -1 when `n` names no slot.
+    int storedParent(int n) const { return namesSlot(n) ? parentOf(n) : Graph::kInvalidNodeRef; }
+    // The children list of slot `n` as it stands, empty when `n` names no slot.
+    const std::vector<int>& storedChildren(int n) const
+    {
+        static const std::vector<int> none;
+        return namesSlot(n) ? nodes[size_t(n)].children : none;
+    }
+
     // The three kinds, read off the parents of the stored end nodes. `e` must
-    // be a valid edge. An edge whose end names no slot is of no kind: that
-    // happens only when a port was erased before its edges were disconnected
-    // and its node was then removed and purged away.
+    // be a valid edge. An edge with an end that names no slot is of no kind.
     bool regular(const Edge& e) const
     {
-        return inStorage(e.srcNode) && inStorage(e.dstNode) && parentOf(e.srcNode) == parentOf(e.dstNode);
+        return namesSlot(e.srcNode) && namesSlot(e.dstNode) && parentOf(e.srcNode) == parentOf(e.dstNode);
     }
-    bool down(const Edge& e) const { return inStorage(e.dstNode) && e.srcNode == parentOf(e.dstNode); }
-    bool up(const Edge& e) const { return inStorage(e.srcNode) && parentOf(e.srcNode) == e.dstNode; }
+    bool down(const Edge& e) const { return namesSlot(e.dstNode) && e.srcNode == parentOf(e.dstNode); }
+    bool up(const Edge& e) const { return namesSlot(e.srcNode) && parentOf(e.srcNode) == e.dstNode; }
 
     // Checked access: null when the reference or index lies outside the
     // storage. A removed node's slot is inside it and is read as it stands.
@@ -216,8 +234,6 @@ struct Graph::Impl
     // lookup; removal only marks a node and leaves its ports in place.
     int portNamed(int n, Side side, const QString& name) const;
     int groupNamed(int n, Side side, const QString& name) const;
-    // The parent field of slot `n` as it stands, or -1 when `n` names no slot.
-    int storedParent(int n) const { return inStorage(n) ? parentOf(n) : Graph::kInvalidNodeRef; }
 
     // The walk primitives, shared by Graph's public walks and by precedes().
     bool walkAcross(int& node, int& index) const;

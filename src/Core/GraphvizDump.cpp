@@ -26,22 +26,19 @@ QByteArray quoted(const QString& name)
 // The dump, one entry per line, without line ends. It reads the records as
 // they stand: a node that removeChildNode() left among the root's children
 // is listed like any other (its edges are gone), and no removed flag is
-// tested. An entry that names no slot at all (purge() can write -1 into a
-// children list) is passed over, and so is an edge whose destination names
-// none: there is no name to print for either. A graph purged after its root
-// was removed gives the fixed lines only.
+// tested. A children entry that names no slot is passed over, and so is an
+// edge whose destination names none: there is no name to print for either.
+// A graph purged after its root was removed gives the fixed lines only.
 QList<QByteArray> graphvizLines(const Graph& graph)
 {
     const auto& g = GraphStorage::of(graph); // Graph::Impl, named only by the library's friend
-    // Purging after the root was removed leaves no slot at all.
-    static const std::vector<int> none;
-    const std::vector<int>& topLevel = g.inStorage(Graph::kRootNodeRef) ? g.node(Graph::kRootNodeRef).children : none;
+    const std::vector<int>& topLevel = g.storedChildren(Graph::kRootNodeRef);
 
     QList<QByteArray> lines;
     lines << QByteArray("digraph \"Zrn\" {") << QByteArray("  rankdir=LR;") << QByteArray(" ")
           << QByteArray("  // Nodes");
     for (int node : topLevel) {
-        if (g.inStorage(node))
+        if (g.namesSlot(node))
             lines << "  " + quoted(g.node(node).name) + ';';
     }
     lines << QByteArray(" ") << QByteArray("  // Edges");
@@ -50,7 +47,7 @@ QList<QByteArray> graphvizLines(const Graph& graph)
     // pair joined by several outputs or edges gives one line.
     QSet<int> printed;
     for (int node : topLevel) {
-        if (!g.inStorage(node))
+        if (!g.namesSlot(node))
             continue;
         const QByteArray source = quoted(g.node(node).name);
         printed.clear();
@@ -60,7 +57,7 @@ QList<QByteArray> graphvizLines(const Graph& graph)
                     continue;
                 // The kind is not checked: an up edge names the root.
                 const int dst = g.edge(edge).dstNode;
-                if (!g.inStorage(dst) || printed.contains(dst))
+                if (!g.namesSlot(dst) || printed.contains(dst))
                     continue;
                 printed.insert(dst);
                 lines << "  " + source + " -> " + quoted(g.node(dst).name) + ';';

@@ -6,8 +6,6 @@
 #include "QtCompat_p.h"
 #include "Renderer_p.h"
 
-#include <QtCore/QThread>
-
 #include <algorithm>
 #include <unordered_set>
 
@@ -154,33 +152,6 @@ int Renderer::Impl::countUsers(int node, int output) const
             ++count;
     }
     return count;
-}
-
-bool Renderer::Impl::runPass(int node, RenderPass* pass, RenderCallbacks* cb)
-{
-    pass->setErrorCode(0);
-    FrameRecorder* const rec = recorder; // null unless the report or a trace records
-    if (rec)
-        rec->passBegins();
-    pass->beginFrame(cb);
-    pass->start(cb);
-    ++numPassesRun;
-    // First poll right after start(); no time-out, a pass that never
-    // finishes holds the frame.
-    int polls = 1;
-    while (!pass->isFinished()) {
-        if (rec && polls == 1)
-            rec->passWaits();
-        QThread::usleep(100);
-        ++polls;
-    }
-    if (rec && polls > 1)
-        rec->passFinished();
-    pass->endFrame(cb);
-    const unsigned int code = pass->errorCode();
-    if (rec)
-        rec->passEnds(node, graph.nodeValue(node), code, polls);
-    return code == 0;
 }
 
 bool Renderer::Impl::renderWalking(RenderCallbacks* cb)

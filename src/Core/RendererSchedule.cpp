@@ -68,7 +68,7 @@ void Renderer::Impl::compileSchedule()
             traverse(target, visited, [this](int done) {
                 const int v = graph.nodeValue(done);
                 if (isPassIndex(v))
-                    schedule.runs.push_back(Schedule::Run{done, v, 0, 0, 0, 0});
+                    schedule.runs.push_back(Schedule::Run{passes.at(v), done, v, 0, 0, 0, 0});
                 return true;
             });
         }
@@ -94,8 +94,12 @@ void Renderer::Impl::compileRun(Schedule::Run& run)
 {
     run.firstSource = int(schedule.sources.size());
     run.numSources = graph.numInputs(run.node);
-    for (int i = 0; i < run.numSources; ++i)
-        schedule.sources.push_back(resolveInput(run.node, i));
+    for (int i = 0; i < run.numSources; ++i) {
+        Schedule::Source source = resolveInput(run.node, i);
+        if (source.pass >= 0)
+            source.producer = passes.at(source.pass);
+        schedule.sources.push_back(source);
+    }
     run.firstUsers = int(schedule.users.size());
     const int numOutputs = graph.numOutputs(run.node);
     for (int j = 0; j < numOutputs; ++j) {
@@ -106,23 +110,44 @@ void Renderer::Impl::compileRun(Schedule::Run& run)
     run.numUsers = int(schedule.users.size()) - run.firstUsers;
 }
 
-bool Renderer::Impl::runScheduled(const Schedule::Run& run, RenderCallbacks* cb)
+bool Renderer::Impl::replayRuns(RenderCallbacks* cb)
 {
-    // The calls of render(int, RenderCallbacks*), from the recorded sources
-    // and counts: the pass's own port counts are asked as there, and inputs
-    // beyond those of its node get the default.
-    RenderPass* pass = passes.at(run.pass);
-    const int numInputs = pass->numInputs();
-    const Schedule::Source* sources = schedule.sources.data() + run.firstSource;
-    for (int i = 0; i < numInputs; ++i)
-        deliverInput(pass, i, i < run.numSources ? sources[i] : Schedule::Source{Schedule::kFromDefault, 0});
+    // The calls of walk() and render(int, RenderCallbacks*), from the
+    // recorded runs, sources and counts. What the walking frame reads live
+    // is read live here too, in the same order: each pass's enabled flag
+    // when its turn comes, its own port counts, a producer's flag and
+    // output count, the parameters. Inputs beyond those of the pass's node
+    // get the default.
+    using Source = Schedule::Source;
+    for (const Schedule::Run& run : schedule.runs) {
+        if (!enabledFlags.at(run.pass))
+            continue;
+        RenderPass* const pass = run.renderPass;
+        const int numInputs = pass->numInputs();
+        const Source* sources = schedule.sources.data() + run.firstSource;
+        for (int i = 0; i < numInputs; ++i) {
+            const Source* source = i < run.numSources ? sources + i : nullptr;
+            if (source && source->producer) {
+                if (enabledFlags.at(source->pass) && source->index < source->producer->numOutputs())
+                    pass->setInput(i, source->producer->output(source->index));
+                else
+                    pass->setInput(i, pass->defaultValue(i));
+            } else if (source && source->pass == Schedule::kFromParameter) {
+                pass->setInput(i, parameters.at(source->index));
+            } else {
+                pass->setInput(i, pass->defaultValue(i));
+            }
+        }
 
-    pass->resetNumOutputUsers();
-    const int numOutputs = pass->numOutputs();
-    const Schedule::Users* users = schedule.users.data() + run.firstUsers;
-    for (int u = 0; u < run.numUsers && users[u].output < numOutputs; ++u)
-        pass->setNumOutputUsers(users[u].output, users[u].count);
-    return runPass(run.node, pass, cb);
+        pass->resetNumOutputUsers();
+        const int numOutputs = pass->numOutputs();
+        const Schedule::Users* users = schedule.users.data() + run.firstUsers;
+        for (int u = 0; u < run.numUsers && users[u].output < numOutputs; ++u)
+            pass->setNumOutputUsers(users[u].output, users[u].count);
+        if (!(recorder ? runPassAs<true>(run.node, pass, cb) : runPassAs<false>(run.node, pass, cb)))
+            return false;
+    }
+    return true;
 }
 
 bool Renderer::Impl::renderScheduled(RenderCallbacks* cb)
@@ -131,16 +156,8 @@ bool Renderer::Impl::renderScheduled(RenderCallbacks* cb)
         compileSchedule();
 
     bool ok = schedule.outcome != Schedule::Outcome::NoTarget;
-    if (schedule.outcome == Schedule::Outcome::Walks) {
-        for (const Schedule::Run& run : schedule.runs) {
-            // The flag is read as the running walk reads it, when it reaches
-            // the node.
-            if (enabledFlags.at(run.pass) && !runScheduled(run, cb)) {
-                ok = false;
-                break;
-            }
-        }
-    }
+    if (schedule.outcome == Schedule::Outcome::Walks)
+        ok = replayRuns(cb);
 
     // As collectOutputs(), also after a failure.
     for (int i = 0; i < outputs.size(); ++i) {

@@ -6,6 +6,9 @@
 #include <ZrnCore/RenderPass.h>
 #include <ZrnCore/Renderer.h>
 
+#include "FrameRecorder_p.h"
+
+#include <QtCore/QThread>
 #include <QtCore/QVariant>
 #include <QtCore/QVector>
 
@@ -14,8 +17,6 @@
 
 namespace Morvane {
 namespace Zrn {
-
-class FrameRecorder;
 
 // The renderer's state. Invariants: `passes` and `enabledFlags` have equal
 // length; `parameters` has one entry per root input and `outputs` one per
@@ -76,13 +77,16 @@ struct Renderer::Impl
     {
         // Where one input's value comes from: `pass` >= 0 is the pass index
         // of the producer and `index` its output; kFromParameter names
-        // parameter `index`; kFromDefault the pass's own default.
+        // parameter `index`; kFromDefault the pass's own default. `producer`
+        // is the producing pass itself, null unless `pass` >= 0 (passes are
+        // only ever added, and adding one clears `current`).
         static constexpr int kFromDefault = -1;
         static constexpr int kFromParameter = -2;
         struct Source
         {
             int pass;
             int index;
+            RenderPass* producer = nullptr;
         };
         // An output with needed consumers and their number (edges into
         // nodes the marking walk reached); outputs without are left out.
@@ -97,6 +101,7 @@ struct Renderer::Impl
         // users are users[firstUsers ..], in output order.
         struct Run
         {
+            RenderPass* renderPass; // passes[pass]
             int node;
             int pass;
             int firstSource;
@@ -155,7 +160,15 @@ struct Renderer::Impl
     // The part of running a pass that both kinds of frame share, after
     // inputs and user counts: setErrorCode(0), beginFrame(), start(), the
     // isFinished() polls, endFrame(). Returns whether errorCode() is 0.
-    bool runPass(int node, RenderPass* pass, RenderCallbacks* cb);
+    // runPassAs<true>() also tells `recorder` (which must be set) about
+    // each step, runPassAs<false>() tells nobody; runPass() picks one by
+    // whether `recorder` is set when the pass starts.
+    bool runPass(int node, RenderPass* pass, RenderCallbacks* cb)
+    {
+        return recorder ? runPassAs<true>(node, pass, cb) : runPassAs<false>(node, pass, cb);
+    }
+    template <bool Recording>
+    bool runPassAs(int node, RenderPass* pass, RenderCallbacks* cb);
 
     // One frame by walking the graph, as Renderer::render() describes it,
     // between beginFrame() and endFrame(). Returns its result.
@@ -166,7 +179,8 @@ struct Renderer::Impl
     bool scheduleIsCurrent() const;
     void compileSchedule();
     void compileRun(Schedule::Run& run);
-    bool runScheduled(const Schedule::Run& run, RenderCallbacks* cb);
+    // Replays the recorded runs; false as soon as a pass fails.
+    bool replayRuns(RenderCallbacks* cb);
 
     // Where input `input` of pass node `node` takes its value from, found
     // with the walk primitives; the producer's flag is not looked at.
@@ -178,6 +192,38 @@ struct Renderer::Impl
     // `visited` marks.
     int countUsers(int node, int output) const;
 };
+
+template <bool Recording>
+bool Renderer::Impl::runPassAs(int node, RenderPass* pass, RenderCallbacks* cb)
+{
+    FrameRecorder* const rec = recorder;
+    pass->setErrorCode(0);
+    if constexpr (Recording)
+        rec->passBegins();
+    pass->beginFrame(cb);
+    pass->start(cb);
+    ++numPassesRun;
+    // First poll right after start(); no time-out, a pass that never
+    // finishes holds the frame.
+    int polls = 1;
+    while (!pass->isFinished()) {
+        if constexpr (Recording) {
+            if (polls == 1)
+                rec->passWaits();
+        }
+        QThread::usleep(100);
+        ++polls;
+    }
+    if constexpr (Recording) {
+        if (polls > 1)
+            rec->passFinished();
+    }
+    pass->endFrame(cb);
+    const unsigned int code = pass->errorCode();
+    if constexpr (Recording)
+        rec->passEnds(node, graph.nodeValue(node), code, polls);
+    return code == 0;
+}
 
 template <typename Done>
 bool Renderer::Impl::traverse(int node, QVector<bool>& visited, Done done)

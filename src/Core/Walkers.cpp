@@ -233,9 +233,10 @@ struct BottomUpSubgraphWalker::Impl
         while (!stack.empty() && !topFinished()) {
             Frame& top = stack.back();
             const int c = graph.getNode(top.cursor++, top.node);
-            // In a tree every child is new. Only purge()'s rewrite of children
-            // lists can list a node twice or under its own subtree; such an
-            // entry, or one outside the node table, is passed over.
+            // In a tree every child is new, but a children list as stored
+            // may name no slot, or list a node twice or under its own
+            // subtree (see storedChildren() in Graph_p.h): such an entry is
+            // passed over.
             if (!entered.covers(c) || entered.marked(c))
                 continue;
             entered.mark(c);
