@@ -24,15 +24,8 @@
 #include <cstdlib>
 #include <vector>
 
-#ifndef ZRN_FUZZ_FAIL
-#define ZRN_FUZZ_FAIL(what) \
-    (std::fprintf(stderr, "graph fuzz: broken at %s:%d: %s\n", __FILE__, __LINE__, what), std::abort())
-#endif
-#define ZRN_FUZZ_CHECK(condition)      \
-    do {                               \
-        if (!(condition))              \
-            ZRN_FUZZ_FAIL(#condition); \
-    } while (false)
+#define ZRN_FUZZ_NAME "graph fuzz"
+#include "FuzzInput.h"
 
 namespace ZrnGraphFuzz {
 
@@ -44,17 +37,10 @@ constexpr int kMaxNodes = 40;
 constexpr int kMaxPorts = 6;
 constexpr int kMaxGroups = 3;
 
-class Bytes
+class Bytes : public ZrnFuzz::FuzzInput
 {
 public:
-    Bytes(const std::uint8_t* data, std::size_t size)
-        : m_data(data)
-        , m_size(size)
-    {
-    }
-
-    bool empty() const { return m_pos >= m_size; }
-    unsigned next() { return m_pos < m_size ? m_data[m_pos++] : 0u; }
+    using FuzzInput::FuzzInput;
 
     // Mostly an index below `limit`, sometimes -1, `limit` itself, another
     // negative number or one of the extremes.
@@ -67,7 +53,7 @@ public:
         case 3: return INT_MIN;
         case 4: return INT_MAX;
         case 5: return -2 - int(next());
-        default: return limit > 0 ? int(next() % unsigned(limit)) : 0;
+        default: return below(limit, 0);
         }
     }
 
@@ -77,11 +63,6 @@ public:
         static const char* const names[] = {"", "a", "b", "c"};
         return QString::fromLatin1(names[next() % 4]);
     }
-
-private:
-    const std::uint8_t* m_data;
-    std::size_t m_size;
-    std::size_t m_pos = 0;
 };
 
 std::vector<int> liveNodes(const Graph& g)

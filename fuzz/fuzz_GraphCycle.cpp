@@ -33,15 +33,8 @@
 #define ZRN_FUZZ_INTERNALS 1
 #endif
 
-#ifndef ZRN_FUZZ_FAIL
-#define ZRN_FUZZ_FAIL(what) \
-    (std::fprintf(stderr, "graph cycle fuzz: broken at %s:%d: %s\n", __FILE__, __LINE__, what), std::abort())
-#endif
-#define ZRN_CYCLE_CHECK(condition)     \
-    do {                               \
-        if (!(condition))              \
-            ZRN_FUZZ_FAIL(#condition); \
-    } while (false)
+#define ZRN_FUZZ_NAME "graph cycle fuzz"
+#include "FuzzInput.h"
 
 namespace ZrnGraphCycleFuzz {
 
@@ -52,17 +45,10 @@ using Morvane::Zrn::Graph;
 constexpr int kMaxNodes = 48;
 constexpr int kMaxPorts = 4;
 
-class Bytes
+class Bytes : public ZrnFuzz::FuzzInput
 {
 public:
-    Bytes(const std::uint8_t* data, std::size_t size)
-        : m_data(data)
-        , m_size(size)
-    {
-    }
-
-    bool empty() const { return m_pos >= m_size; }
-    unsigned next() { return m_pos < m_size ? m_data[m_pos++] : 0u; }
+    using FuzzInput::FuzzInput;
 
     // Mostly an index below `limit`, sometimes -1 or `limit` itself.
     int anyIndex(int limit)
@@ -70,14 +56,9 @@ public:
         switch (next() % 12) {
         case 0: return -1;
         case 1: return limit;
-        default: return limit > 0 ? int(next() % unsigned(limit)) : 0;
+        default: return below(limit, 0);
         }
     }
-
-private:
-    const std::uint8_t* m_data;
-    std::size_t m_size;
-    std::size_t m_pos = 0;
 };
 
 // A live node, or -1 when none is left; with `nonRoot`, never the root.
@@ -168,12 +149,12 @@ void checkOrder(const Graph& g)
     const auto& d = GraphStorage::of(g);
     if (d.order.state != ProducerOrder::State::Fresh)
         return;
-    ZRN_CYCLE_CHECK(d.order.rank.size() == d.nodes.size());
+    ZRN_FUZZ_CHECK(d.order.rank.size() == d.nodes.size());
     for (int n = 0; n < g.numNodesGlobal(); ++n) {
         for (int i = 0; i < int(d.nodes[size_t(n)].inputs.size()); ++i) {
             const int p = d.producerOf(n, i);
             if (p >= 0 && p != n) {
-                ZRN_CYCLE_CHECK(d.order.rank[size_t(p)] < d.order.rank[size_t(n)]);
+                ZRN_FUZZ_CHECK(d.order.rank[size_t(p)] < d.order.rank[size_t(n)]);
             }
         }
     }
@@ -199,9 +180,9 @@ void onBoth(Graphs& gs, Edit edit)
 void tryAddEdge(Graphs& gs, int src, int srcOutput, int dst, int dstInput)
 {
     const int expected = expectedAddEdge(gs.g, src, srcOutput, dst, dstInput);
-    ZRN_CYCLE_CHECK(gs.g.addEdge(src, srcOutput, dst, dstInput) == expected);
+    ZRN_FUZZ_CHECK(gs.g.addEdge(src, srcOutput, dst, dstInput) == expected);
     if (expected != Graph::kInvalidEdgeRef) {
-        ZRN_CYCLE_CHECK(gs.twin.addEdge(src, srcOutput, dst, dstInput) == expected);
+        ZRN_FUZZ_CHECK(gs.twin.addEdge(src, srcOutput, dst, dstInput) == expected);
     }
 }
 
@@ -327,7 +308,7 @@ void step(Graphs& gs, Bytes& in)
         int made[2];
         int k = 0;
         onBoth(gs, [&](Graph& x) { made[k++] = x.addDownEdge(parentInput, child, childInput); });
-        ZRN_CYCLE_CHECK(made[0] == made[1]);
+        ZRN_FUZZ_CHECK(made[0] == made[1]);
         return;
     }
     case Op::AddUpEdge: {
@@ -339,7 +320,7 @@ void step(Graphs& gs, Bytes& in)
         int made[2];
         int k = 0;
         onBoth(gs, [&](Graph& x) { made[k++] = x.addUpEdge(parentOutput, child, childOutput); });
-        ZRN_CYCLE_CHECK(made[0] == made[1]);
+        ZRN_FUZZ_CHECK(made[0] == made[1]);
         return;
     }
     case Op::RemoveEdge: {
@@ -388,7 +369,7 @@ int run(const std::uint8_t* data, std::size_t size)
     Graphs gs;
     while (!in.empty()) {
         step(gs, in);
-        ZRN_CYCLE_CHECK(snapshot(gs.g) == snapshot(gs.twin));
+        ZRN_FUZZ_CHECK(snapshot(gs.g) == snapshot(gs.twin));
         checkOrder(gs.g);
     }
     return 0;

@@ -26,15 +26,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#ifndef ZRN_FUZZ_FAIL
-#define ZRN_FUZZ_FAIL(what) \
-    (std::fprintf(stderr, "graph document fuzz: broken at %s:%d: %s\n", __FILE__, __LINE__, what), std::abort())
-#endif
-#define ZRN_FUZZ_CHECK(condition)      \
-    do {                               \
-        if (!(condition))              \
-            ZRN_FUZZ_FAIL(#condition); \
-    } while (false)
+#define ZRN_FUZZ_NAME "graph document fuzz"
+#include "FuzzInput.h"
 
 namespace ZrnGraphDocumentFuzz {
 

@@ -45,15 +45,8 @@
 #include <cstdlib>
 #include <vector>
 
-#ifndef ZRN_FUZZ_FAIL
-#define ZRN_FUZZ_FAIL(what) \
-    (std::fprintf(stderr, "renderer fuzz: broken at %s:%d: %s\n", __FILE__, __LINE__, what), std::abort())
-#endif
-#define ZRN_RENDER_CHECK(condition)    \
-    do {                               \
-        if (!(condition))              \
-            ZRN_FUZZ_FAIL(#condition); \
-    } while (false)
+#define ZRN_FUZZ_NAME "renderer fuzz"
+#include "FuzzInput.h"
 
 namespace ZrnRendererFuzz {
 
@@ -72,24 +65,13 @@ constexpr int kMaxSteps = 96;
 constexpr int kMaxFrames = 10;
 constexpr int kMaxUnfinishedPolls = 2;
 
-class Bytes
+class Bytes : public ZrnFuzz::FuzzInput
 {
 public:
-    Bytes(const std::uint8_t* data, std::size_t size)
-        : m_data(data)
-        , m_size(size)
-    {
-    }
+    using FuzzInput::FuzzInput;
 
-    bool empty() const { return m_pos >= m_size; }
-    unsigned next() { return m_pos < m_size ? m_data[m_pos++] : 0u; }
     // An index below `count`, or -1 when `count` is 0.
-    int index(int count) { return count > 0 ? int(next() % unsigned(count)) : -1; }
-
-private:
-    const std::uint8_t* m_data;
-    std::size_t m_size;
-    std::size_t m_pos = 0;
+    int index(int count) { return below(count, -1); }
 };
 
 // ---------------------------------------------------------------- the log
@@ -217,13 +199,13 @@ public:
     QString outputName(int j) const override { return QStringLiteral("out%1").arg(j); }
     void setInput(int i, const QVariant& v) override
     {
-        ZRN_RENDER_CHECK(i >= 0 && i < m_inputs.size());
+        ZRN_FUZZ_CHECK(i >= 0 && i < m_inputs.size());
         callLog().push_back(Call{m_index, Op::SetInput, i, -1, text(v)});
         m_inputs[i] = v;
     }
     QVariant defaultValue(int i) const override
     {
-        ZRN_RENDER_CHECK(i >= 0 && i < m_inputs.size());
+        ZRN_FUZZ_CHECK(i >= 0 && i < m_inputs.size());
         return defaultOf(m_index, i);
     }
     void setDefaultValue(int i, const QVariant& v) override
@@ -232,12 +214,12 @@ public:
     }
     QVariant output(int j) const override
     {
-        ZRN_RENDER_CHECK(j >= 0 && j < m_outputs.size());
+        ZRN_FUZZ_CHECK(j >= 0 && j < m_outputs.size());
         return m_outputs.at(j);
     }
     void setNumOutputUsers(int j, int users) override
     {
-        ZRN_RENDER_CHECK(j >= 0 && j < m_users.size());
+        ZRN_FUZZ_CHECK(j >= 0 && j < m_users.size());
         callLog().push_back(Call{m_index, Op::SetUsers, j, users});
         m_users[j] = users;
     }
@@ -262,7 +244,7 @@ public:
 private:
     void note(RenderCallbacks* cb, Op op)
     {
-        ZRN_RENDER_CHECK(cb == callbacks());
+        ZRN_FUZZ_CHECK(cb == callbacks());
         callLog().push_back(Call{m_index, op});
     }
 
@@ -367,12 +349,12 @@ void Session::build(Bytes& in)
     const int numParameters = int(in.next() % (kMaxParameters + 1));
     for (int i = 0; i < numParameters; ++i) {
         const QVariant value = QStringLiteral("param%1=%2").arg(i).arg(in.next());
-        ZRN_RENDER_CHECK(r->addParameter(QStringLiteral("param%1").arg(i), value) == i);
+        ZRN_FUZZ_CHECK(r->addParameter(QStringLiteral("param%1").arg(i), value) == i);
         parameters.append(value);
     }
     const int numOutputs = int(in.next() % (kMaxOutputs + 1));
     for (int i = 0; i < numOutputs; ++i) {
-        ZRN_RENDER_CHECK(r->addOutput(QStringLiteral("out%1").arg(i)) == i);
+        ZRN_FUZZ_CHECK(r->addOutput(QStringLiteral("out%1").arg(i)) == i);
         rendererOutputs.append(QStringLiteral("invalid"));
     }
 
@@ -388,8 +370,8 @@ void Session::build(Bytes& in)
         const int numOut = int(in.next() % (kMaxPorts + 1));
         if (kind % 4 == 0) {
             const int node = r->addGroup(QStringLiteral("group%1").arg(n), numIn, numOut, parent);
-            ZRN_RENDER_CHECK(node == g.numNodesGlobal() - 1 && g.nodeValue(node) == -1);
-            ZRN_RENDER_CHECK(r->renderPass(node) == nullptr);
+            ZRN_FUZZ_CHECK(node == g.numNodesGlobal() - 1 && g.nodeValue(node) == -1);
+            ZRN_FUZZ_CHECK(r->renderPass(node) == nullptr);
             nodes.push_back(NodeInfo{node, parent, -1});
             continue;
         }
@@ -397,9 +379,9 @@ void Session::build(Bytes& in)
         destroyed.push_back(0);
         auto* pass = new FuzzPass(index, numIn, numOut, &destroyed);
         const int node = r->addPass(QStringLiteral("pass%1").arg(n), pass, parent);
-        ZRN_RENDER_CHECK(node == g.numNodesGlobal() - 1 && g.nodeValue(node) == index);
-        ZRN_RENDER_CHECK(r->renderPass(node) == pass && r->enabled(node));
-        ZRN_RENDER_CHECK(g.numInputs(node) == numIn && g.numOutputs(node) == numOut);
+        ZRN_FUZZ_CHECK(node == g.numNodesGlobal() - 1 && g.nodeValue(node) == index);
+        ZRN_FUZZ_CHECK(r->renderPass(node) == pass && r->enabled(node));
+        ZRN_FUZZ_CHECK(g.numInputs(node) == numIn && g.numOutputs(node) == numOut);
         passes.push_back(pass);
         passNodes.push_back(node);
         enabled.push_back(true);
@@ -494,7 +476,7 @@ void Session::step(Bytes& in, unsigned op)
         const bool on = in.next() % 3 != 0;
         r->setEnabled(n->node, on);
         enabled[std::size_t(n->pass)] = on;
-        ZRN_RENDER_CHECK(r->enabled(n->node) == on);
+        ZRN_FUZZ_CHECK(r->enabled(n->node) == on);
         return;
     }
     case 12: { // a new parameter value
@@ -504,7 +486,7 @@ void Session::step(Bytes& in, unsigned op)
         const QVariant value = QStringLiteral("param%1=%2").arg(i).arg(in.next());
         r->setParameter(i, value);
         parameters[i] = value;
-        ZRN_RENDER_CHECK(r->parameterValue(i) == value);
+        ZRN_FUZZ_CHECK(r->parameterValue(i) == value);
         return;
     }
     case 13: { // a new target: mostly a node, now and then none or no node at all
@@ -541,7 +523,7 @@ void Session::destroy()
     r = nullptr;
     delete renderer;
     for (int count : destroyed)
-        ZRN_RENDER_CHECK(count == 1);
+        ZRN_FUZZ_CHECK(count == 1);
 }
 
 void Session::setupAndTeardown(Op op)
@@ -552,9 +534,9 @@ void Session::setupAndTeardown(Op op)
     else
         r->teardown(callbacks());
     // Every pass, enabled or not, in pass order, and nothing else.
-    ZRN_RENDER_CHECK(callLog().size() == passes.size());
+    ZRN_FUZZ_CHECK(callLog().size() == passes.size());
     for (std::size_t p = 0; p < passes.size(); ++p)
-        ZRN_RENDER_CHECK(callLog()[p] == (Call{int(p), op}));
+        ZRN_FUZZ_CHECK(callLog()[p] == (Call{int(p), op}));
     callLog().clear();
 }
 
@@ -656,27 +638,27 @@ void Session::checkRules(const std::vector<Call>& log, const std::vector<int>& n
     std::size_t c = 0;
     while (c < log.size()) {
         // Nothing after a failed run.
-        ZRN_RENDER_CHECK(!failed);
+        ZRN_FUZZ_CHECK(!failed);
         const int p = log[c].pass;
-        ZRN_RENDER_CHECK(p >= 0 && p < int(passes.size()));
-        ZRN_RENDER_CHECK(enabled[std::size_t(p)]); // a disabled pass gets no call
+        ZRN_FUZZ_CHECK(p >= 0 && p < int(passes.size()));
+        ZRN_FUZZ_CHECK(enabled[std::size_t(p)]); // a disabled pass gets no call
         FuzzPass* pass = passes[std::size_t(p)];
         auto expect = [&](Op op) {
-            ZRN_RENDER_CHECK(c < log.size() && log[c].pass == p && log[c].op == op);
+            ZRN_FUZZ_CHECK(c < log.size() && log[c].pass == p && log[c].op == op);
             ++c;
         };
         for (int i = 0; i < pass->numInputs(); ++i) {
-            ZRN_RENDER_CHECK(c < log.size() && log[c].a == i);
+            ZRN_FUZZ_CHECK(c < log.size() && log[c].a == i);
             expect(Op::SetInput);
         }
         expect(Op::ResetUsers);
         int lastOutput = -1;
         while (c < log.size() && log[c].pass == p && log[c].op == Op::SetUsers) {
-            ZRN_RENDER_CHECK(log[c].a > lastOutput && log[c].a < pass->numOutputs() && log[c].b > 0);
+            ZRN_FUZZ_CHECK(log[c].a > lastOutput && log[c].a < pass->numOutputs() && log[c].b > 0);
             lastOutput = log[c].a;
             ++c;
         }
-        ZRN_RENDER_CHECK(c < log.size() && log[c].a == 0);
+        ZRN_FUZZ_CHECK(c < log.size() && log[c].a == 0);
         expect(Op::SetErrorCode);
         expect(Op::BeginFrame);
         expect(Op::Start);
@@ -701,7 +683,7 @@ void Session::checkRules(const std::vector<Call>& log, const std::vector<int>& n
             continue;
         for (const NodeInfo& n : nodes) {
             if (n.pass >= 0 && n.node != node && upstream[std::size_t(n.node)] && enabled[std::size_t(n.pass)]) {
-                ZRN_RENDER_CHECK(runs[std::size_t(n.pass)] > 0);
+                ZRN_FUZZ_CHECK(runs[std::size_t(n.pass)] > 0);
             }
         }
     }
@@ -709,7 +691,7 @@ void Session::checkRules(const std::vector<Call>& log, const std::vector<int>& n
     // At most one run per pass, apart from the target's reruns: one more
     // for each needed node off the target's upstream.
     if (!targetValid) {
-        ZRN_RENDER_CHECK(order.empty());
+        ZRN_FUZZ_CHECK(order.empty());
         return;
     }
     int offUpstream = 0;
@@ -718,9 +700,9 @@ void Session::checkRules(const std::vector<Call>& log, const std::vector<int>& n
     const int targetPass = passIndex(target);
     for (std::size_t p = 0; p < passes.size(); ++p) {
         if (int(p) == targetPass)
-            ZRN_RENDER_CHECK(runs[p] <= 1 + offUpstream);
+            ZRN_FUZZ_CHECK(runs[p] <= 1 + offUpstream);
         else
-            ZRN_RENDER_CHECK(runs[p] <= 1);
+            ZRN_FUZZ_CHECK(runs[p] <= 1);
     }
 }
 
@@ -807,14 +789,14 @@ void Session::frame()
         ZRN_FUZZ_FAIL("the frame's calls differ from the model's");
     }
     if (resultDefined)
-        ZRN_RENDER_CHECK(ok == expectedOk);
+        ZRN_FUZZ_CHECK(ok == expectedOk);
     if (!expectedOk)
         ++reach().failedFrames;
     int run = 0;
     for (const Call& call : log)
         run += call.op == Op::Start ? 1 : 0;
-    ZRN_RENDER_CHECK(r->getNumPasses() == run);
-    ZRN_RENDER_CHECK(r->frameCount() == numFrames);
+    ZRN_FUZZ_CHECK(r->getNumPasses() == run);
+    ZRN_FUZZ_CHECK(r->frameCount() == numFrames);
 
     // The renderer's outputs, copied from their producers whether or not
     // the frame failed and whether or not the producer ran or is enabled.
@@ -832,7 +814,7 @@ void Session::frame()
                 rendererOutputs[i] = text(r->output(i));
             }
         }
-        ZRN_RENDER_CHECK(text(r->output(i)) == rendererOutputs[i]);
+        ZRN_FUZZ_CHECK(text(r->output(i)) == rendererOutputs[i]);
     }
 }
 

@@ -35,10 +35,8 @@
 #include <string>
 #include <vector>
 
-#ifndef ZRN_FUZZ_FAIL
-#define ZRN_FUZZ_FAIL(what) \
-    (std::fprintf(stderr, "renderer schedule fuzz: broken at %s:%d: %s\n", __FILE__, __LINE__, what), std::abort())
-#endif
+#define ZRN_FUZZ_NAME "renderer schedule fuzz"
+#include "FuzzInput.h"
 
 namespace ZrnRendererScheduleFuzz {
 
@@ -69,23 +67,13 @@ inline Totals& totals()
     return t;
 }
 
-class Bytes
+class Bytes : public ZrnFuzz::FuzzInput
 {
 public:
-    Bytes(const std::uint8_t* data, std::size_t size)
-        : m_data(data)
-        , m_size(size)
-    {
-    }
-    bool empty() const { return m_pos >= m_size; }
-    unsigned next() { return m_pos < m_size ? m_data[m_pos++] : 0u; }
-    // An index below `count` (0 when `count` is 0).
-    int below(int count) { return count > 0 ? int(next() % unsigned(count)) : 0; }
+    using FuzzInput::FuzzInput;
 
-private:
-    const std::uint8_t* m_data;
-    std::size_t m_size;
-    std::size_t m_pos = 0;
+    // An index below `count` (0 when `count` is 0).
+    int below(int count) { return FuzzInput::below(count, 0); }
 };
 
 QString show(const QVariant& v)

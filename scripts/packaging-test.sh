@@ -88,6 +88,22 @@ installed_files() {
 }
 check "library links, headers, CMake package and ZrnCore.pc are installed" installed_files
 
+# The installed libraries export their interface only: never the private
+# Impl of a class, and the Internal test hooks (ZRNCORE_TEST_EXPORT) only
+# from a build with tests or fuzz targets.
+exports_interface_only() {
+  command -v nm >/dev/null || { echo "nm not found (Debian: binutils)"; return 1; }
+  local symbols bad=0
+  symbols=$(nm -D --defined-only -C "$libdir/libZrnCore.so.$version" "$libdir/libZrnCoreQt.so.$version") || return 1
+  if grep -E '::Impl(::|\b)' <<<"$symbols"; then bad=1; fi
+  if grep -q '^ZRNCORE_BUILD_TESTS:BOOL=OFF' "$build/CMakeCache.txt" \
+      && ! grep -q '^ZRNCORE_BUILD_FUZZERS:BOOL=ON' "$build/CMakeCache.txt"; then
+    if grep -E 'Zrn::Internal::' <<<"$symbols"; then bad=1; fi
+  fi
+  return $bad
+}
+check "the installed libraries export no Impl and, without tests, no test hook" exports_interface_only
+
 expected="^zrn-consumer: ZrnCore $version, Qt $qt\.[0-9]+\.[0-9]+, 21 -> 42\$"
 # run_consumer BINARY: runs it and matches its one line against $expected.
 run_consumer() {

@@ -16,11 +16,6 @@
 
 namespace ZrnTest {
 
-inline QString s(const char* text)
-{
-    return QString::fromUtf8(text);
-}
-
 /// `text` with every time ("<digits>.<three digits>") replaced by "T", so
 /// that whole report texts can be compared.
 inline QString withoutTimes(QString text)
@@ -52,9 +47,13 @@ protected:
     {
         ASSERT_NE(graph().addEdge(src, out, dst, in), Morvane::Zrn::Graph::kInvalidEdgeRef);
     }
-    void feedOutput(int rendererOutput, int node, int out)
+    // Feeds renderer output `rendererOutput` from output `out` of `node`, a
+    // top-level node; returns the up edge.
+    int feedOutput(int rendererOutput, int node, int out)
     {
-        ASSERT_NE(graph().addUpEdge(rendererOutput, node, out), Morvane::Zrn::Graph::kInvalidEdgeRef);
+        const int e = graph().addUpEdge(rendererOutput, node, out);
+        EXPECT_NE(e, Morvane::Zrn::Graph::kInvalidEdgeRef);
+        return e;
     }
 
     struct Chain
@@ -63,10 +62,10 @@ protected:
         int b;
         int c;
     };
-    // A -> B -> C, each with one output, C the target.
-    Chain chain()
+    // A -> B -> C, each with one output, C the target, named `targetName`.
+    Chain chain(const char* targetName = "C")
     {
-        const Chain c{add(s("A"), 0, 1), add(s("B"), 1, 1), add(s("C"), 1, 1)};
+        const Chain c{add(s("A"), 0, 1), add(s("B"), 1, 1), add(s(targetName), 1, 1)};
         edge(c.a, 0, c.b, 0);
         edge(c.b, 0, c.c, 0);
         renderer.setTarget(c.c);

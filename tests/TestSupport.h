@@ -2,14 +2,24 @@
 #define ZRNCORE_TESTS_TESTSUPPORT_H
 
 // Shared by the test binaries: captures what the library writes on Qt's
-// message channels so that tests compare whole lines.
+// message channels so that tests compare whole lines, reads a graph's lists
+// as vectors, and replays fuzz inputs and seed corpora.
 
+#include <ZrnCore/Graph.h>
+
+#include <QtCore/QByteArray>
+#include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QtGlobal>
 
+#include <gtest/gtest.h>
+
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -61,6 +71,43 @@ private:
     QtMessageHandler m_previous = nullptr;
 };
 
+/// `text` as a QString (UTF-8).
+inline QString s(const char* text)
+{
+    return QString::fromUtf8(text);
+}
+
+// ---------------------------------------------------------------- graph lists
+
+/// The children list of `parent`, as getNode() reads it.
+inline std::vector<int> childrenOf(const Morvane::Zrn::Graph& g, int parent)
+{
+    std::vector<int> result;
+    for (int k = 0; k < g.numNodes(parent); ++k)
+        result.push_back(g.getNode(k, parent));
+    return result;
+}
+
+/// The destination edges of an input, in their order.
+inline std::vector<int> inputDestinations(const Morvane::Zrn::Graph& g, int node, int input)
+{
+    std::vector<int> result;
+    for (int k = 0; k < g.numInputDestinations(node, input); ++k)
+        result.push_back(g.inputDestination(node, input, k));
+    return result;
+}
+
+/// The destination edges of an output, in their order.
+inline std::vector<int> outputDestinations(const Morvane::Zrn::Graph& g, int node, int output)
+{
+    std::vector<int> result;
+    for (int k = 0; k < g.numOutputDestinations(node, output); ++k)
+        result.push_back(g.outputDestination(node, output, k));
+    return result;
+}
+
+// ---------------------------------------------------------------- fuzz replays
+
 // The bytes of a fuzz input as lowercase hex, for failure messages that let
 // the input be replayed.
 inline std::string hex(const std::vector<std::uint8_t>& bytes)
@@ -74,7 +121,73 @@ inline std::string hex(const std::vector<std::uint8_t>& bytes)
     return text;
 }
 
+/// What a fuzz target's broken check throws in a test (see ZRN_FUZZ_FAIL).
+struct FuzzFailure : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+/// A fuzz target's entry point.
+using FuzzEntry = int (*)(const std::uint8_t* data, std::size_t size);
+
+/// Runs `entry` on `bytes`; returns what broke, or an empty string.
+inline std::string fuzzFailure(FuzzEntry entry, const std::vector<std::uint8_t>& bytes)
+{
+    try {
+        entry(bytes.data(), bytes.size());
+    } catch (const FuzzFailure& failure) {
+        return failure.what();
+    }
+    return std::string();
+}
+
+/// Runs `entry` on `bytes`; when something broke, records a test failure
+/// naming `label`, what broke and the input as hex, and returns false.
+inline bool replayFuzzInput(FuzzEntry entry, const std::vector<std::uint8_t>& bytes, const std::string& label)
+{
+    const std::string failure = fuzzFailure(entry, bytes);
+    if (failure.empty())
+        return true;
+    ADD_FAILURE() << label << ": " << failure << "\n  input (" << bytes.size() << " bytes, hex): " << hex(bytes);
+    return false;
+}
+
+/// One file of a seed corpus.
+struct CorpusFile
+{
+    QString name;
+    std::vector<std::uint8_t> bytes;
+};
+
+/// The bytes of file `name` in `folder`; records a test failure, and gives
+/// no bytes, when it cannot be read.
+inline std::vector<std::uint8_t> readCorpusFile(const QString& folder, const QString& name)
+{
+    QFile file(QDir(folder).filePath(name));
+    if (!file.open(QIODevice::ReadOnly)) {
+        ADD_FAILURE() << "cannot read " << file.fileName().toStdString();
+        return {};
+    }
+    const QByteArray data = file.readAll();
+    return std::vector<std::uint8_t>(data.begin(), data.end());
+}
+
+/// Every file of the seed corpus in `folder`, in name order.
+inline std::vector<CorpusFile> readCorpus(const QString& folder)
+{
+    std::vector<CorpusFile> files;
+    for (const QString& name : QDir(folder).entryList(QDir::Files, QDir::Name))
+        files.push_back(CorpusFile{name, readCorpusFile(folder, name)});
+    return files;
+}
+
 } // namespace ZrnTest
+
+// A fuzz target (fuzz/fuzz_*.cpp) included after this header reports a
+// broken check by throwing ZrnTest::FuzzFailure with the place and the check,
+// rather than aborting, so that a replaying test can name the input.
+#define ZRN_FUZZ_FAIL(what) \
+    throw ::ZrnTest::FuzzFailure(std::string(__FILE__) + ":" + std::to_string(__LINE__) + ": " + (what))
 
 // Readable strings and string lists in test failure messages; a list prints
 // one entry a line, as the diagnostic and dump lines are compared whole.

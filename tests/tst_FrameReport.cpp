@@ -654,3 +654,18 @@ TEST_F(FrameReportTest, OutputsFedByNoPassMarkNothingUnreached)
                 "passes:\n"
                 "  T: ran (3 runs), target\n"));
 }
+
+// A renderer output that nothing feeds needs no pass: the report is the one
+// of the target alone.
+TEST_F(FrameReportTest, AnUnfedOutputNeedsNoPass)
+{
+    renderer.addOutput(s("unfed"));
+    const Chain c = chain();
+    renderer.setFrameReportEnabled(true);
+    EXPECT_TRUE(renderer.render(nullptr));
+    const FrameReport& report = renderer.frameReport();
+    EXPECT_EQ(report.numRuns(), 3);
+    EXPECT_EQ(report.passNodes(State::Ran), QVector<int>({c.a, c.b, c.c}));
+    EXPECT_EQ(report.passNodes(State::Unreached), QVector<int>());
+    EXPECT_FALSE(renderer.output(0).isValid());
+}

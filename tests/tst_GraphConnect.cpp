@@ -14,10 +14,8 @@ using ZrnTest::MessageCapture;
 
 namespace {
 
-QString S(const char* text)
-{
-    return QString::fromUtf8(text);
-}
+// Names and lines; `s` names fixtures here.
+constexpr auto S = &ZrnTest::s;
 
 // The exact report lines.
 QString line681(const char* outputName)

@@ -3,28 +3,16 @@
 // cases, a fixed-seed random run of the differential check of
 // fuzz/fuzz_GraphCycle.cpp, and a replay of that fuzzer's seed corpus.
 
+#include "TestSupport.h"
 #include <gtest/gtest.h>
-
-#include <QtCore/QDir>
-#include <QtCore/QFile>
 
 #include <algorithm>
 #include <cstdint>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace {
-
-struct FuzzFailure : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
-} // namespace
-
-#define ZRN_FUZZ_FAIL(what) throw FuzzFailure(std::string(__FILE__) + ":" + std::to_string(__LINE__) + ": " + (what))
+// TestSupport.h turns a broken check into a thrown ZrnTest::FuzzFailure.
 #include "../fuzz/fuzz_GraphCycle.cpp"
 
 namespace {
@@ -34,12 +22,7 @@ using Morvane::Zrn::Graph;
 // Runs one input of the differential check; returns the failure, if any.
 std::string replay(const std::vector<std::uint8_t>& bytes)
 {
-    try {
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-    } catch (const FuzzFailure& failure) {
-        return failure.what();
-    }
-    return std::string();
+    return ZrnTest::fuzzFailure(&LLVMFuzzerTestOneInput, bytes);
 }
 
 // Adds a node with one input and one output under `parent`.
@@ -211,16 +194,10 @@ TEST(GraphCycle, SeededRandomEditsAgreeWithTheSearch)
 
 TEST(GraphCycle, SeedCorpusAgreesWithTheSearch)
 {
-    const QDir corpus(QStringLiteral(ZRN_CYCLE_CORPUS_DIR));
-    const QStringList names = corpus.entryList(QDir::Files, QDir::Name);
-    EXPECT_GE(names.size(), 8);
-    for (const QString& name : names) {
-        QFile file(corpus.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
-        const QByteArray data = file.readAll();
-        const std::vector<std::uint8_t> bytes(data.begin(), data.end());
-        EXPECT_EQ(replay(bytes), std::string()) << name.toStdString();
-    }
+    const std::vector<ZrnTest::CorpusFile> files = ZrnTest::readCorpus(QStringLiteral(ZRN_CYCLE_CORPUS_DIR));
+    EXPECT_GE(files.size(), 8u);
+    for (const ZrnTest::CorpusFile& file : files)
+        EXPECT_EQ(replay(file.bytes), std::string()) << file.name.toStdString();
 }
 
 // purge() keeps parent fields as they were, so one may name a slot past the

@@ -596,3 +596,31 @@ TEST(GraphLog, UpPairingNamesOnlyTheOutputsThatFindNoFreeParentOutput)
     EXPECT_EQ(g.edgeSourceIndex(2), 2);
     EXPECT_EQ(g.outputSource(p, 0), Graph::kInvalidEdgeRef);
 }
+
+// A parent output that already passes its value up to the grandparent can
+// still take the child's output of that name; the search stops at it.
+TEST(GraphLog, UpPairingTakesAParentOutputThatFeedsUpwardsAndSaysNothing)
+{
+    Graph g;
+    g.addOutput(0, QStringLiteral("final"), -1);
+    const int p = g.addNode(QStringLiteral("p"), 0, 0, 0);
+    g.addOutput(p, QStringLiteral("image"), -1);
+    g.addOutput(p, QStringLiteral("image"), -1);
+    const int c = g.addNode(QStringLiteral("c"), 0, 0, p);
+    g.addOutput(c, QStringLiteral("image"), -1);
+    ASSERT_EQ(g.addUpEdge(0, p, 0), 0);
+    ZrnTest::MessageCapture capture;
+    {
+        GraphLogOn on;
+        g.connectUpByName(c);
+    }
+    EXPECT_EQ(capture.debug, QStringList());
+    EXPECT_EQ(g.numEdgesGlobal(), 2);
+    EXPECT_EQ(g.outputSource(p, 0), 1);
+    EXPECT_EQ(g.outputSource(p, 1), Graph::kInvalidEdgeRef);
+    int node = 0;
+    int index = 0;
+    EXPECT_TRUE(g.walkDown(node, index));
+    EXPECT_EQ(node, c);
+    EXPECT_EQ(index, 0);
+}

@@ -9,30 +9,20 @@
 #include "TestSupport.h"
 
 #include <QtCore/QDir>
-#include <QtCore/QFile>
 #include <QtCore/QStringList>
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <random>
-#include <stdexcept>
 #include <string>
+#include <vector>
 
 #ifndef ZRN_GRAPH_DOCUMENT_CORPUS
 #error "ZRN_GRAPH_DOCUMENT_CORPUS must name fuzz/corpus/GraphDocument"
 #endif
 
-namespace {
-
-struct FuzzFailure : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
-} // namespace
-
-#define ZRN_FUZZ_FAIL(what) throw FuzzFailure(std::string(__FILE__) + ":" + std::to_string(__LINE__) + ": " + (what))
+// TestSupport.h turns a broken check into a thrown ZrnTest::FuzzFailure.
 #include "../fuzz/fuzz_GraphDocument.cpp"
 
 namespace {
@@ -46,22 +36,15 @@ QDir corpus()
 
 QByteArray contents(const QString& name)
 {
-    QFile file(corpus().filePath(name));
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
-    return file.readAll();
+    const std::vector<std::uint8_t> bytes = ZrnTest::readCorpusFile(corpus().path(), name);
+    return QByteArray(reinterpret_cast<const char*>(bytes.data()), int(bytes.size()));
 }
 
 // Runs one input; returns false (after recording a failure) when it broke.
 bool replay(const QByteArray& bytes, const std::string& label)
 {
-    try {
-        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.constData()), std::size_t(bytes.size()));
-    } catch (const FuzzFailure& failure) {
-        ADD_FAILURE() << label << ": " << failure.what() << "\n  input (" << bytes.size()
-                      << " bytes, hex): " << bytes.toHex().toStdString();
-        return false;
-    }
-    return true;
+    return ZrnTest::replayFuzzInput(&LLVMFuzzerTestOneInput, std::vector<std::uint8_t>(bytes.begin(), bytes.end()),
+                                    label);
 }
 
 const QStringList kCorpus = {

@@ -4,6 +4,7 @@
 // precedes() and the walk primitives are tested in tst_Walk.cpp.
 
 #include "GraphSnapshot.h"
+#include "TestSupport.h"
 
 #include <ZrnCore/Graph.h>
 
@@ -17,25 +18,11 @@
 #include <vector>
 
 using Morvane::Zrn::Graph;
+using ZrnTest::inputDestinations;
+using ZrnTest::outputDestinations;
 using ZrnTest::snapshot;
 
 namespace {
-
-std::vector<int> outputDestinations(const Graph& g, int node, int output)
-{
-    std::vector<int> d;
-    for (int k = 0; k < g.numOutputDestinations(node, output); ++k)
-        d.push_back(g.outputDestination(node, output, k));
-    return d;
-}
-
-std::vector<int> inputDestinations(const Graph& g, int node, int input)
-{
-    std::vector<int> d;
-    for (int k = 0; k < g.numInputDestinations(node, input); ++k)
-        d.push_back(g.inputDestination(node, input, k));
-    return d;
-}
 
 // Runs `create`, an edge-creating call on `g`, and succeeds when it returned
 // kInvalidEdgeRef and left everything that snapshot() reads as it was.

@@ -9,20 +9,10 @@
 
 #include <cstdint>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace {
-
-struct FuzzFailure : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
-} // namespace
-
-#define ZRN_FUZZ_FAIL(what) throw FuzzFailure(std::string(__FILE__) + ":" + std::to_string(__LINE__) + ": " + (what))
+// TestSupport.h turns a broken check into a thrown ZrnTest::FuzzFailure.
 #include "../fuzz/fuzz_Graph.cpp"
 
 namespace {
@@ -32,14 +22,7 @@ using Morvane::Zrn::Graph;
 // Runs one input; returns false (after recording a failure) when it broke.
 bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
 {
-    try {
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-    } catch (const FuzzFailure& failure) {
-        ADD_FAILURE() << label << ": " << failure.what() << "\n  input (" << bytes.size()
-                      << " bytes, hex): " << ZrnTest::hex(bytes);
-        return false;
-    }
-    return true;
+    return ZrnTest::replayFuzzInput(&LLVMFuzzerTestOneInput, bytes, label);
 }
 
 TEST(GraphFuzzReplay, FixedInputsKeepTheInvariants)
@@ -131,7 +114,7 @@ TEST(GraphFuzzReplay, SeededInputsReachNestedGraphsWithEveryEdgeKindAndRemovals)
                 ZrnGraphFuzz::step(g, in);
                 measure(g, seen, reach.mostLiveEdges);
             }
-        } catch (const FuzzFailure&) {
+        } catch (const ZrnTest::FuzzFailure&) {
             // Reported by the replay test; only the reach is counted here.
         }
         reach.inputsWithNesting += seen.nesting ? 1 : 0;

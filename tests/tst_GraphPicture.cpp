@@ -298,4 +298,70 @@ TEST(GraphPicture, ReplacesUnpairedSurrogatesAndNoncharactersAndPadsShortColumns
     EXPECT_DOT_ACCEPTS(picture);
 }
 
+// Here purge() leaves c (now 3) naming 2 as its parent, which is q now, while
+// its down edge still leaves p (now 1): the edge joins no parent and child,
+// nor two siblings, and is left out.
+TEST(GraphPicture, LeavesOutAnEdgeThatAStalePurgeMovedAcrossTheTree)
+{
+    Graph graph;
+    const int x = graph.addNode(QStringLiteral("x"), 0, 0, Graph::kRootNodeRef);
+    const int p = graph.addNode(QStringLiteral("p"), 1, 0, Graph::kRootNodeRef);
+    graph.addNode(QStringLiteral("q"), 0, 0, Graph::kRootNodeRef);
+    const int c = graph.addNode(QStringLiteral("c"), 1, 0, p);
+    ASSERT_EQ(graph.addDownEdge(0, c, 0), 0);
+    graph.removeNode(x);
+    graph.purge();
+    ASSERT_EQ(graph.edgeSourceNode(0), 1);
+    ASSERT_EQ(graph.edgeDestNode(0), 3);
+    ASSERT_EQ(graph.parentNode(3), 2);
+    const QString picture = graphPicture(graph);
+    EXPECT_EQ(picture,
+              header()
+                  + lines({
+                      "  subgraph \"cluster_n0\" {",
+                      "    graph [label=<#0>, style=rounded, color=\"gray50\"];",
+                      "    \"n1\" [label=<" TABLE "<tr><td bgcolor=\"gray92\"><b>p</b> #1</td></tr>"
+                      "<tr><td port=\"i0\" align=\"left\"><i>input 0</i></td></tr></table>>];",
+                      "    subgraph \"cluster_n2\" {",
+                      "      graph [label=<<b>q</b> #2>, style=rounded, color=\"gray50\"];",
+                      "      \"n3\" [label=<" TABLE "<tr><td bgcolor=\"gray92\"><b>c</b> #3</td></tr>"
+                      "<tr><td port=\"i0\" align=\"left\"><i>input 0</i></td></tr></table>>];",
+                      "    }",
+                      "  }",
+                      "  // Edges",
+                      "}",
+                  }));
+    EXPECT_DOT_ACCEPTS(picture);
+}
+
+// After this purge b names itself as its parent, and a names b: neither hangs
+// under the root, so neither they nor the edge between them are drawn, and y
+// is drawn without children.
+TEST(GraphPicture, LeavesOutNodesUnderANodeThatAStalePurgeCutOff)
+{
+    Graph graph;
+    const int x = graph.addNode(QStringLiteral("x"), 0, 0, Graph::kRootNodeRef);
+    const int y = graph.addNode(QStringLiteral("y"), 0, 0, Graph::kRootNodeRef);
+    const int b = graph.addNode(QStringLiteral("b"), 0, 1, y);
+    const int a = graph.addNode(QStringLiteral("a"), 1, 0, y);
+    ASSERT_EQ(graph.addEdge(b, 0, a, 0), 0);
+    graph.removeNode(x);
+    graph.purge();
+    ASSERT_EQ(graph.parentNode(2), 2);
+    ASSERT_EQ(graph.parentNode(3), 2);
+    ASSERT_EQ(graph.edgeSourceNode(0), 2);
+    const QString picture = graphPicture(graph);
+    EXPECT_EQ(picture,
+              header()
+                  + lines({
+                      "  subgraph \"cluster_n0\" {",
+                      "    graph [label=<#0>, style=rounded, color=\"gray50\"];",
+                      "    \"n1\" [label=<" TABLE "<tr><td bgcolor=\"gray92\"><b>y</b> #1</td></tr></table>>];",
+                      "  }",
+                      "  // Edges",
+                      "}",
+                  }));
+    EXPECT_DOT_ACCEPTS(picture);
+}
+
 } // namespace

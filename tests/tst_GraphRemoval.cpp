@@ -1,5 +1,8 @@
 // Removal of nodes, ports and groups, and purge().
 
+#include "GraphSnapshot.h"
+#include "TestSupport.h"
+
 #include <ZrnCore/Graph.h>
 
 #include <gtest/gtest.h>
@@ -10,38 +13,14 @@
 #include <vector>
 
 using Morvane::Zrn::Graph;
+using ZrnTest::childrenOf;
+using ZrnTest::inputDestinations;
+using ZrnTest::outputDestinations;
 
 namespace {
 
-QString name(const char* text)
-{
-    return QString::fromLatin1(text);
-}
-
-// The children list of `parent`, as getNode() reads it.
-std::vector<int> childrenOf(const Graph& g, int parent)
-{
-    std::vector<int> result;
-    for (int k = 0; k < g.numNodes(parent); ++k)
-        result.push_back(g.getNode(k, parent));
-    return result;
-}
-
-std::vector<int> inputDestinations(const Graph& g, int node, int input)
-{
-    std::vector<int> result;
-    for (int k = 0; k < g.numInputDestinations(node, input); ++k)
-        result.push_back(g.inputDestination(node, input, k));
-    return result;
-}
-
-std::vector<int> outputDestinations(const Graph& g, int node, int output)
-{
-    std::vector<int> result;
-    for (int k = 0; k < g.numOutputDestinations(node, output); ++k)
-        result.push_back(g.outputDestination(node, output, k));
-    return result;
-}
+// Node names; `s` names fixture members here.
+constexpr auto name = &ZrnTest::s;
 
 std::vector<int> toStd(const QVector<int>& values)
 {
@@ -760,3 +739,23 @@ TEST(GraphPurge, FindNodePassesOverChildrenEntriesThatNameNoSlot)
 }
 
 } // namespace
+
+// References outside the storage remove nothing and change nothing.
+TEST(GraphRemoval, RemovingANodeOutsideTheStorageChangesNothing)
+{
+    Graph g;
+    const int a = g.addNode(QStringLiteral("a"), 1, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(QStringLiteral("b"), 1, 1, a);
+    ASSERT_EQ(g.addDownEdge(0, b, 0), 0);
+    const std::vector<int> before = ZrnTest::snapshot(g);
+    g.removeChildNode(99);
+    g.removeChildNode(-1);
+    g.removeNode(99);
+    g.removeNode(-1);
+    EXPECT_EQ(ZrnTest::snapshot(g), before);
+    EXPECT_TRUE(g.isValidNode(a));
+    EXPECT_TRUE(g.isValidNode(b));
+    EXPECT_EQ(childrenOf(g, a), std::vector<int>{b});
+    EXPECT_EQ(g.numEdgesGlobal(), 1);
+    EXPECT_TRUE(g.isValidEdge(0));
+}

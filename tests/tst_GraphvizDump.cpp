@@ -12,19 +12,15 @@
 
 using namespace Morvane::Zrn;
 using ZrnTest::MessageCapture;
+using ZrnTest::s;
 
 namespace {
-
-QString S(const char* text)
-{
-    return QString::fromUtf8(text);
-}
 
 // The fixed lines around the node and edge lines.
 QStringList expectedDump(const QStringList& nodeLines, const QStringList& edgeLines)
 {
-    QStringList lines{S("digraph \"Zrn\" {"), S("  rankdir=LR;"), S(" "), S("  // Nodes")};
-    lines << nodeLines << S(" ") << S("  // Edges") << edgeLines << S("}");
+    QStringList lines{s("digraph \"Zrn\" {"), s("  rankdir=LR;"), s(" "), s("  // Nodes")};
+    lines << nodeLines << s(" ") << s("  // Edges") << edgeLines << s("}");
     return lines;
 }
 
@@ -46,100 +42,100 @@ TEST(GraphvizDump, EmptyGraphGivesTheFixedLinesOnly)
 {
     Graph g;
     const QStringList
-        expected{S("digraph \"Zrn\" {"), S("  rankdir=LR;"), S(" "), S("  // Nodes"), S(" "), S("  // Edges"), S("}")};
+        expected{s("digraph \"Zrn\" {"), s("  rankdir=LR;"), s(" "), s("  // Nodes"), s(" "), s("  // Edges"), s("}")};
     EXPECT_EQ(dumpLines(g), expected);
-    EXPECT_EQ(graphvizText(&g), S("digraph \"Zrn\" {\n  rankdir=LR;\n \n  // Nodes\n \n  // Edges\n}\n"));
+    EXPECT_EQ(graphvizText(&g), s("digraph \"Zrn\" {\n  rankdir=LR;\n \n  // Nodes\n \n  // Edges\n}\n"));
 }
 
 TEST(GraphvizDump, NodesWithoutEdgesAreListedInChildOrder)
 {
     Graph g;
-    g.addNode(S("second"), 0, 0, Graph::kRootNodeRef);
-    g.addNode(S("first"), 0, 0, Graph::kRootNodeRef);
-    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"second\";"), S("  \"first\";")}, {}));
+    g.addNode(s("second"), 0, 0, Graph::kRootNodeRef);
+    g.addNode(s("first"), 0, 0, Graph::kRootNodeRef);
+    EXPECT_EQ(dumpLines(g), expectedDump({s("  \"second\";"), s("  \"first\";")}, {}));
 }
 
 TEST(GraphvizDump, TwoOutputsFeedingOneNodeGiveOneEdgeLine)
 {
     Graph g;
-    const int a = g.addNode(S("A"), 0, 2, Graph::kRootNodeRef);
-    const int b = g.addNode(S("B"), 2, 0, Graph::kRootNodeRef);
+    const int a = g.addNode(s("A"), 0, 2, Graph::kRootNodeRef);
+    const int b = g.addNode(s("B"), 2, 0, Graph::kRootNodeRef);
     ASSERT_NE(g.addEdge(a, 0, b, 0), -1);
     ASSERT_NE(g.addEdge(a, 1, b, 1), -1);
-    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";"), S("  \"B\";")}, {S("  \"A\" -> \"B\";")}));
+    EXPECT_EQ(dumpLines(g), expectedDump({s("  \"A\";"), s("  \"B\";")}, {s("  \"A\" -> \"B\";")}));
 }
 
 TEST(GraphvizDump, FanOutListsDestinationsInTheOrderFirstMet)
 {
     Graph g;
-    const int a = g.addNode(S("A"), 0, 2, Graph::kRootNodeRef);
-    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
-    const int c = g.addNode(S("C"), 2, 0, Graph::kRootNodeRef);
+    const int a = g.addNode(s("A"), 0, 2, Graph::kRootNodeRef);
+    const int b = g.addNode(s("B"), 1, 0, Graph::kRootNodeRef);
+    const int c = g.addNode(s("C"), 2, 0, Graph::kRootNodeRef);
     ASSERT_NE(g.addEdge(a, 0, b, 0), -1); // A feeds B, then C
     ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
     ASSERT_NE(g.addEdge(a, 1, c, 1), -1);
     EXPECT_EQ(dumpLines(g),
-              expectedDump({S("  \"A\";"), S("  \"B\";"), S("  \"C\";")},
-                           {S("  \"A\" -> \"B\";"), S("  \"A\" -> \"C\";")}));
+              expectedDump({s("  \"A\";"), s("  \"B\";"), s("  \"C\";")},
+                           {s("  \"A\" -> \"B\";"), s("  \"A\" -> \"C\";")}));
 }
 
 TEST(GraphvizDump, OutputOrderDecidesBeforeEdgeAge)
 {
     Graph g;
-    const int a = g.addNode(S("A"), 0, 2, Graph::kRootNodeRef);
-    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
-    const int c = g.addNode(S("C"), 1, 0, Graph::kRootNodeRef);
+    const int a = g.addNode(s("A"), 0, 2, Graph::kRootNodeRef);
+    const int b = g.addNode(s("B"), 1, 0, Graph::kRootNodeRef);
+    const int c = g.addNode(s("C"), 1, 0, Graph::kRootNodeRef);
     ASSERT_NE(g.addEdge(a, 1, b, 0), -1); // older edge, later output
     ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
     EXPECT_EQ(dumpLines(g),
-              expectedDump({S("  \"A\";"), S("  \"B\";"), S("  \"C\";")},
-                           {S("  \"A\" -> \"C\";"), S("  \"A\" -> \"B\";")}));
+              expectedDump({s("  \"A\";"), s("  \"B\";"), s("  \"C\";")},
+                           {s("  \"A\" -> \"C\";"), s("  \"A\" -> \"B\";")}));
 }
 
 TEST(GraphvizDump, SameDestinationIsPrintedOncePerSourceNode)
 {
     Graph g;
-    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
-    const int b = g.addNode(S("B"), 0, 1, Graph::kRootNodeRef);
-    const int c = g.addNode(S("C"), 2, 0, Graph::kRootNodeRef);
+    const int a = g.addNode(s("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(s("B"), 0, 1, Graph::kRootNodeRef);
+    const int c = g.addNode(s("C"), 2, 0, Graph::kRootNodeRef);
     ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
     ASSERT_NE(g.addEdge(b, 0, c, 1), -1);
     EXPECT_EQ(dumpLines(g),
-              expectedDump({S("  \"A\";"), S("  \"B\";"), S("  \"C\";")},
-                           {S("  \"A\" -> \"C\";"), S("  \"B\" -> \"C\";")}));
+              expectedDump({s("  \"A\";"), s("  \"B\";"), s("  \"C\";")},
+                           {s("  \"A\" -> \"C\";"), s("  \"B\" -> \"C\";")}));
 }
 
 TEST(GraphvizDump, NestedNodesAndTheirEdgesAreNotShown)
 {
     Graph g;
-    const int outer = g.addNode(S("Outer"), 1, 1, Graph::kRootNodeRef);
-    const int x = g.addNode(S("x"), 1, 1, outer);
-    const int y = g.addNode(S("y"), 1, 1, outer);
+    const int outer = g.addNode(s("Outer"), 1, 1, Graph::kRootNodeRef);
+    const int x = g.addNode(s("x"), 1, 1, outer);
+    const int y = g.addNode(s("y"), 1, 1, outer);
     ASSERT_NE(g.addEdge(x, 0, y, 0), -1);
     ASSERT_NE(g.addDownEdge(0, x, 0), -1);
     ASSERT_NE(g.addUpEdge(0, y, 0), -1);
-    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"Outer\";")}, {}));
+    EXPECT_EQ(dumpLines(g), expectedDump({s("  \"Outer\";")}, {}));
 }
 
 TEST(GraphvizDump, UpEdgeToTheRootNamesTheRootWhichIsEmpty)
 {
     Graph g;
-    g.addOutput(Graph::kRootNodeRef, S("result"), -1);
-    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
+    g.addOutput(Graph::kRootNodeRef, s("result"), -1);
+    const int a = g.addNode(s("A"), 0, 1, Graph::kRootNodeRef);
     ASSERT_NE(g.addUpEdge(0, a, 0), -1);
-    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";")}, {S("  \"A\" -> \"\";")}));
+    EXPECT_EQ(dumpLines(g), expectedDump({s("  \"A\";")}, {s("  \"A\" -> \"\";")}));
 }
 
 TEST(GraphvizDump, RemovedEdgeIsNotListed)
 {
     Graph g;
-    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
-    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
-    const int c = g.addNode(S("C"), 1, 0, Graph::kRootNodeRef);
+    const int a = g.addNode(s("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(s("B"), 1, 0, Graph::kRootNodeRef);
+    const int c = g.addNode(s("C"), 1, 0, Graph::kRootNodeRef);
     const int e = g.addEdge(a, 0, b, 0);
     ASSERT_NE(g.addEdge(a, 0, c, 0), -1);
     g.removeEdge(e);
-    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";"), S("  \"B\";"), S("  \"C\";")}, {S("  \"A\" -> \"C\";")}));
+    EXPECT_EQ(dumpLines(g), expectedDump({s("  \"A\";"), s("  \"B\";"), s("  \"C\";")}, {s("  \"A\" -> \"C\";")}));
 }
 
 TEST(GraphvizDump, NodeRemovedButStillListedIsPrintedWithoutItsEdges)
@@ -147,15 +143,15 @@ TEST(GraphvizDump, NodeRemovedButStillListedIsPrintedWithoutItsEdges)
     // removeChildNode() leaves the node among the root's children; the dump
     // reads the children as they stand and tests no removed flag.
     Graph g;
-    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
-    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    const int a = g.addNode(s("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(s("B"), 1, 0, Graph::kRootNodeRef);
     ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
     g.removeChildNode(a);
     ASSERT_FALSE(g.isValidNode(a));
-    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";"), S("  \"B\";")}, {}));
+    EXPECT_EQ(dumpLines(g), expectedDump({s("  \"A\";"), s("  \"B\";")}, {}));
 
     g.removeNode(b); // taken out of the list
-    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"A\";")}, {}));
+    EXPECT_EQ(dumpLines(g), expectedDump({s("  \"A\";")}, {}));
 }
 
 TEST(GraphvizDump, EntriesThatNameNoSlotAfterPurgeArePassedOver)
@@ -165,21 +161,21 @@ TEST(GraphvizDump, EntriesThatNameNoSlotAfterPurgeArePassedOver)
     // (0) and -1 for A's dropped slot. The root is printed by its empty name;
     // the -1 entry has no name and is passed over.
     Graph g;
-    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
-    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    const int a = g.addNode(s("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(s("B"), 1, 0, Graph::kRootNodeRef);
     ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
     g.removeChildNode(a);
     g.purge();
     ASSERT_EQ(g.numNodes(Graph::kRootNodeRef), 2);
     ASSERT_EQ(g.getNode(0, Graph::kRootNodeRef), 0);
     ASSERT_EQ(g.getNode(1, Graph::kRootNodeRef), -1);
-    EXPECT_EQ(dumpLines(g), expectedDump({S("  \"\";")}, {}));
+    EXPECT_EQ(dumpLines(g), expectedDump({s("  \"\";")}, {}));
 }
 
 TEST(GraphvizDump, GraphPurgedAfterItsRootWasRemovedGivesTheFixedLinesOnly)
 {
     Graph g;
-    g.addNode(S("A"), 0, 0, Graph::kRootNodeRef);
+    g.addNode(s("A"), 0, 0, Graph::kRootNodeRef);
     g.removeNode(Graph::kRootNodeRef);
     g.purge();
     ASSERT_EQ(g.numNodesGlobal(), 0);
@@ -189,28 +185,28 @@ TEST(GraphvizDump, GraphPurgedAfterItsRootWasRemovedGivesTheFixedLinesOnly)
 TEST(GraphvizDump, NamesArePrintedAsTheyStand)
 {
     Graph g;
-    const int a = g.addNode(S("say \"hi\" 100%"), 0, 1, Graph::kRootNodeRef);
+    const int a = g.addNode(s("say \"hi\" 100%"), 0, 1, Graph::kRootNodeRef);
     const int b = g.addNode(QString(), 1, 0, Graph::kRootNodeRef);
     ASSERT_NE(g.addEdge(a, 0, b, 0), -1);
     EXPECT_EQ(dumpLines(g),
-              expectedDump({S("  \"say \"hi\" 100%\";"), S("  \"\";")}, {S("  \"say \"hi\" 100%\" -> \"\";")}));
+              expectedDump({s("  \"say \"hi\" 100%\";"), s("  \"\";")}, {s("  \"say \"hi\" 100%\" -> \"\";")}));
 }
 
 TEST(GraphvizDump, NonLatin1NamesArePrintedAsTheLocalConversionYieldsThem)
 {
     Graph g;
-    const QString name = S("\xce\xa9\xe2\x98\x83");
+    const QString name = s("\xce\xa9\xe2\x98\x83");
     g.addNode(name, 0, 0, Graph::kRootNodeRef);
     const QStringList lines = dumpLines(g);
     ASSERT_EQ(lines.size(), 8);
-    EXPECT_EQ(lines.at(4), S("  \"") + QString::fromUtf8(name.toLocal8Bit()) + S("\";"));
+    EXPECT_EQ(lines.at(4), s("  \"") + QString::fromUtf8(name.toLocal8Bit()) + s("\";"));
 }
 
 TEST(GraphvizDump, DumpChangesNothing)
 {
     Graph g;
-    const int a = g.addNode(S("A"), 0, 1, Graph::kRootNodeRef);
-    const int b = g.addNode(S("B"), 1, 0, Graph::kRootNodeRef);
+    const int a = g.addNode(s("A"), 0, 1, Graph::kRootNodeRef);
+    const int b = g.addNode(s("B"), 1, 0, Graph::kRootNodeRef);
     ASSERT_EQ(g.addEdge(a, 0, b, 0), 0);
     const QString before = graphvizText(&g);
     dumpLines(g);
@@ -221,8 +217,8 @@ TEST(GraphvizDump, DumpChangesNothing)
     EXPECT_EQ(g.inputSource(b, 0), 0);
     EXPECT_EQ(g.numOutputDestinations(a, 0), 1);
     EXPECT_EQ(g.outputDestination(a, 0, 0), 0);
-    EXPECT_EQ(g.nodeName(a), S("A"));
-    EXPECT_EQ(g.nodeName(b), S("B"));
+    EXPECT_EQ(g.nodeName(a), s("A"));
+    EXPECT_EQ(g.nodeName(b), s("B"));
 }
 
 } // namespace

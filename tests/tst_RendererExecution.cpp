@@ -6,6 +6,7 @@
 #include <ZrnCore/Renderer.h>
 
 #include "../src/Core/RendererHooks_p.h"
+#include "RecordingRendererFixture.h"
 #include "RenderTestPasses.h"
 
 #include <gtest/gtest.h>
@@ -22,57 +23,17 @@ using namespace Morvane::Zrn;
 using ZrnTest::callsOf;
 using ZrnTest::RecordingPass;
 using ZrnTest::runCalls;
+using ZrnTest::s;
 using ZrnTest::started;
 
 namespace {
 
-QString s(const char* text)
-{
-    return QString::fromLatin1(text);
-}
-
-// A logging renderer plus its passes by name.
-class RenderFixture : public ::testing::Test
+// A logging renderer plus its passes by name, its chain ending in T.
+class RenderFixture : public ZrnTest::RecordingRendererFixture
 {
 protected:
-    QStringList log;
-    ZrnTest::LoggingRenderer renderer{&log};
-    QHash<QString, RecordingPass*> pass;
-
-    Graph& graph() { return renderer.getGraph(); }
-    int add(const QString& name, int numInputs, int numOutputs, int parent = Graph::kRootNodeRef)
-    {
-        auto* p = new RecordingPass(name, &log, numInputs, numOutputs);
-        pass.insert(name, p);
-        return renderer.addPass(name, p, parent);
-    }
-    void edge(int src, int out, int dst, int in)
-    {
-        ASSERT_NE(graph().addEdge(src, out, dst, in), Graph::kInvalidEdgeRef);
-    }
-    // Feeds renderer output `rendererOutput` from output `out` of `node`, a top-level node.
-    int feedOutput(int rendererOutput, int node, int out)
-    {
-        const int e = graph().addUpEdge(rendererOutput, node, out);
-        EXPECT_NE(e, Graph::kInvalidEdgeRef);
-        return e;
-    }
-
-    struct Chain
-    {
-        int a;
-        int b;
-        int t;
-    };
     // A -> B -> T, each with one output, T the target.
-    Chain chain()
-    {
-        const Chain c{add(s("A"), 0, 1), add(s("B"), 1, 1), add(s("T"), 1, 1)};
-        edge(c.a, 0, c.b, 0);
-        edge(c.b, 0, c.t, 0);
-        renderer.setTarget(c.t);
-        return c;
-    }
+    Chain chain() { return RecordingRendererFixture::chain("T"); }
 };
 
 } // namespace
@@ -830,5 +791,49 @@ TEST(RendererExecution, TargetThatIsNoLiveNodeRunsNothing)
         r.setTarget(42);
         EXPECT_FALSE(r.render(nullptr));
         EXPECT_EQ(p->runs, 1);
+    }
+}
+
+// An output port added to a pass's node through the graph has no pass output
+// behind it: a consumer fed from it gets its default, and a renderer output
+// fed from it keeps its value, in literal and compiled frames alike.
+TEST(RendererExecution, PortAddedToAPassNodeThroughTheGraphGivesNothing)
+{
+    for (const bool literal : {true, false}) {
+        SCOPED_TRACE(literal ? "literal frames" : "compiled frames");
+        QStringList log;
+        Renderer r;
+        Internal::setLiteralFrames(r, literal);
+        const int out = r.addOutput(s("out"));
+        auto* a = new RecordingPass(s("A"), &log, 0, 1);
+        auto* b = new RecordingPass(s("B"), &log, 2, 0);
+        const int an = r.addPass(s("A"), a, Graph::kRootNodeRef);
+        const int bn = r.addPass(s("B"), b, Graph::kRootNodeRef);
+        Graph& g = r.getGraph();
+        EXPECT_EQ(g.addOutput(an, s("extra"), -1), 1);
+        ASSERT_EQ(g.addEdge(an, 0, bn, 0), 0);
+        ASSERT_EQ(g.addEdge(an, 1, bn, 1), 1);
+        ASSERT_EQ(g.addUpEdge(out, an, 1), Graph::kInvalidEdgeRef); // the output already feeds a sibling
+        r.setTarget(bn);
+        for (int frame = 1; frame <= 2; ++frame) {
+            EXPECT_TRUE(r.render(nullptr));
+            EXPECT_EQ(b->inputValue(0), QVariant(QStringLiteral("A.0@%1").arg(frame)));
+            EXPECT_EQ(b->inputValue(1), QVariant(s("B.default1")));
+        }
+        EXPECT_EQ(a->users(0), 1);
+        EXPECT_EQ(a->numUserSlots(), 1);
+
+        // Now the renderer output reads the extra port of C, which feeds B.
+        auto* c = new RecordingPass(s("C"), &log, 0, 1);
+        const int cn = r.addPass(s("C"), c, Graph::kRootNodeRef);
+        EXPECT_EQ(g.addOutput(cn, s("extra"), -1), 1);
+        ASSERT_NE(g.addUpEdge(out, cn, 1), Graph::kInvalidEdgeRef);
+        g.removeEdge(1);
+        ASSERT_NE(g.addEdge(cn, 0, bn, 1), Graph::kInvalidEdgeRef);
+        EXPECT_FALSE(r.output(out).isValid());
+        EXPECT_TRUE(r.render(nullptr));
+        EXPECT_EQ(c->runs, 1);
+        EXPECT_EQ(b->inputValue(1), QVariant(s("C.0@1")));
+        EXPECT_FALSE(r.output(out).isValid());
     }
 }

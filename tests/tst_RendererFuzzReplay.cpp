@@ -7,26 +7,12 @@
 #include "TestSupport.h"
 #include <gtest/gtest.h>
 
-#include <QtCore/QDir>
-#include <QtCore/QFile>
-#include <QtCore/QFileInfo>
-
 #include <cstdint>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace {
-
-struct FuzzFailure : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
-} // namespace
-
-#define ZRN_FUZZ_FAIL(what) throw FuzzFailure(std::string(__FILE__) + ":" + std::to_string(__LINE__) + ": " + (what))
+// TestSupport.h turns a broken check into a thrown ZrnTest::FuzzFailure.
 #include "../fuzz/fuzz_Renderer.cpp"
 
 namespace {
@@ -34,15 +20,10 @@ namespace {
 // Runs one input; returns false (after recording a failure) when it broke.
 bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
 {
-    try {
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-    } catch (const FuzzFailure& failure) {
-        ZrnRendererFuzz::callLog().clear();
-        ADD_FAILURE() << label << ": " << failure.what() << "\n  input (" << bytes.size()
-                      << " bytes, hex): " << ZrnTest::hex(bytes);
-        return false;
-    }
-    return true;
+    if (ZrnTest::replayFuzzInput(&LLVMFuzzerTestOneInput, bytes, label))
+        return true;
+    ZrnRendererFuzz::callLog().clear();
+    return false;
 }
 
 TEST(RendererFuzzReplay, FixedInputsKeepTheRules)
@@ -58,18 +39,12 @@ TEST(RendererFuzzReplay, FixedInputsKeepTheRules)
 
 TEST(RendererFuzzReplay, SeedCorpusKeepsTheRules)
 {
-    const QDir corpus(QStringLiteral(ZRNCORE_RENDERER_FUZZ_CORPUS));
-    const QFileInfoList files = corpus.entryInfoList(QDir::Files, QDir::Name);
+    const std::vector<ZrnTest::CorpusFile> files = ZrnTest::readCorpus(QStringLiteral(ZRNCORE_RENDERER_FUZZ_CORPUS));
     // The corpus holds the inputs that found something, and a spread of
     // graphs; an empty folder would make this test pass on nothing.
-    ASSERT_GE(files.size(), 10) << "corpus " << ZRNCORE_RENDERER_FUZZ_CORPUS;
-    for (const QFileInfo& info : files) {
-        QFile file(info.filePath());
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << info.filePath().toStdString();
-        const QByteArray data = file.readAll();
-        const std::vector<std::uint8_t> bytes(data.begin(), data.end());
-        EXPECT_TRUE(replay(bytes, info.fileName().toStdString()));
-    }
+    ASSERT_GE(files.size(), 10u) << "corpus " << ZRNCORE_RENDERER_FUZZ_CORPUS;
+    for (const ZrnTest::CorpusFile& file : files)
+        EXPECT_TRUE(replay(file.bytes, file.name.toStdString()));
 }
 
 // The input of one seed. Odd seeds favour the operations that wire the

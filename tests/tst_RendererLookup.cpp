@@ -3,6 +3,7 @@
 
 #include "RenderTestPasses.h"
 
+#include <ZrnCore/FrameReport.h>
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/RenderPass.h>
@@ -183,6 +184,36 @@ TEST(RendererPaths, RemovedNodesAreNotFound)
     EXPECT_EQ(f.r.findPassByPath(QStringLiteral("post/inner")), Graph::kInvalidNodeRef);
     EXPECT_EQ(f.r.findPassByPath(QStringLiteral("post/inner/blur")), Graph::kInvalidNodeRef);
     EXPECT_EQ(f.r.passPath(f.innerBlur), QString());
+}
+
+// purge() keeps parent fields as they were: here c, now node 2, still names
+// slot 3, past the end of the storage. Its path stops where the parents stop
+// being live nodes, in the renderer and in the frame report alike.
+TEST(RendererPaths, PathStopsAtAParentThatAStalePurgeLeftBeyondTheStorage)
+{
+    QStringList log;
+    Renderer r;
+    const int x = r.addPass(QStringLiteral("x"), new RecordingPass(QStringLiteral("x"), &log, 0, 0), 0);
+    const int y = r.addPass(QStringLiteral("y"), new RecordingPass(QStringLiteral("y"), &log, 0, 0), 0);
+    const int g = r.addGroup(QStringLiteral("g"), 0, 0, Graph::kRootNodeRef);
+    const int c = r.addPass(QStringLiteral("c"), new RecordingPass(QStringLiteral("c"), &log, 0, 0), g);
+    EXPECT_EQ(r.passPath(c), QStringLiteral("g/c"));
+    r.getGraph().removeNode(x);
+    r.getGraph().removeNode(y);
+    r.getGraph().purge();
+    ASSERT_EQ(r.getGraph().numNodesGlobal(), 3);
+    ASSERT_EQ(r.getGraph().parentNode(2), 3);
+    EXPECT_EQ(r.passPath(1), QStringLiteral("g"));
+    EXPECT_EQ(r.passPath(2), QStringLiteral("c"));
+    r.setTarget(2);
+    r.setFrameReportEnabled(true);
+    EXPECT_TRUE(r.render(nullptr));
+    EXPECT_EQ(log,
+              QStringList({QStringLiteral("c.resetNumOutputUsers()"), QStringLiteral("c.setErrorCode(0)"),
+                           QStringLiteral("c.beginFrame()"), QStringLiteral("c.start()"),
+                           QStringLiteral("c.isFinished()"), QStringLiteral("c.endFrame()"),
+                           QStringLiteral("c.errorCode()")}));
+    EXPECT_TRUE(r.frameReport().text(r.getGraph()).startsWith(QStringLiteral("frame 0: succeeded, 1 run, target c\n")));
 }
 
 // ---------------------------------------------------------------- statistics

@@ -10,48 +10,24 @@
 
 #include <gtest/gtest.h>
 
-#include <QtCore/QDir>
-#include <QtCore/QFile>
-
 #include <cstdint>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-namespace {
-
-struct FuzzFailure : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
-} // namespace
-
-#define ZRN_FUZZ_FAIL(what) throw FuzzFailure(std::string(__FILE__) + ":" + std::to_string(__LINE__) + ": " + (what))
+// TestSupport.h turns a broken check into a thrown ZrnTest::FuzzFailure.
 #include "../fuzz/fuzz_RendererSchedule.cpp"
 
 using namespace Morvane::Zrn;
 using ZrnTest::RecordingPass;
 using ZrnTest::runCalls;
+using ZrnTest::s;
 
 namespace {
 
 bool replay(const std::vector<std::uint8_t>& bytes, const std::string& label)
 {
-    try {
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-    } catch (const FuzzFailure& failure) {
-        ADD_FAILURE() << label << ": " << failure.what() << "\n  input (" << bytes.size()
-                      << " bytes, hex): " << ZrnTest::hex(bytes);
-        return false;
-    }
-    return true;
-}
-
-QString s(const char* text)
-{
-    return QString::fromLatin1(text);
+    return ZrnTest::replayFuzzInput(&LLVMFuzzerTestOneInput, bytes, label);
 }
 
 // ---------------------------------------------------------------- differential
@@ -82,15 +58,10 @@ TEST(RendererScheduleDifferential, SeededGraphsGiveTheSameCallsBothWays)
 
 TEST(RendererScheduleDifferential, CorpusGivesTheSameCallsBothWays)
 {
-    const QDir corpus(QStringLiteral(ZRN_RENDERER_SCHEDULE_CORPUS));
-    const QStringList files = corpus.entryList(QDir::Files, QDir::Name);
-    ASSERT_GE(files.size(), 4) << corpus.path().toStdString();
-    for (const QString& name : files) {
-        QFile file(corpus.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
-        const QByteArray data = file.readAll();
-        replay(std::vector<std::uint8_t>(data.begin(), data.end()), name.toStdString());
-    }
+    const std::vector<ZrnTest::CorpusFile> files = ZrnTest::readCorpus(QStringLiteral(ZRN_RENDERER_SCHEDULE_CORPUS));
+    ASSERT_GE(files.size(), 4u) << ZRN_RENDERER_SCHEDULE_CORPUS;
+    for (const ZrnTest::CorpusFile& file : files)
+        replay(file.bytes, file.name.toStdString());
 }
 
 TEST(RendererScheduleDifferential, FixedInputsGiveTheSameCallsBothWays)

@@ -1,6 +1,8 @@
 // The breadth-first input walker, the bottom-up input walker and the
 // bottom-up subgraph walker.
 
+#include "TestSupport.h"
+
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/Walkers.h>
 
@@ -17,10 +19,8 @@ using Morvane::Zrn::Graph;
 
 namespace {
 
-QString name(const char* text)
-{
-    return QString::fromLatin1(text);
-}
+// Node names; `s` names fixture members here.
+constexpr auto name = &ZrnTest::s;
 
 // Everything a walker yields with the plain loop.
 template <typename Walker>

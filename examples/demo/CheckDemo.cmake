@@ -2,7 +2,7 @@
 #
 #   cmake -DDEMO=<zrn-demo> -DMODE=<mode> [-DOUT=<dir>] [-DARGS=a|b|c]
 #         [-DEXPECT=<text>] [-DWIDTH=w -DHEIGHT=h -DFRAMES=n]
-#         [-DZRN_GRAPH=<zrn-graph>] -P CheckDemo.cmake
+#         [-DZRN_GRAPH=<zrn-graph>] [-DNO_DOT=ON] -P CheckDemo.cmake
 #
 # MODE run:    ARGS (joined by '|') plus "--out OUT" must exit 0, print no
 #              error, print the tables and the last frame's report for
@@ -13,7 +13,8 @@
 #              OUT/hierarchy.dot; OUT/graph.dot with exactly the expected
 #              text; OUT/hierarchy.dot and OUT/frame-report.dot accepted by
 #              Graphviz's dot, and the three SVG drawings exactly when dot
-#              is found; OUT/frame-report.txt with the report's lines; and
+#              is found (NO_DOT: the demo runs with a PATH that hides dot,
+#              and must say that it skips them); OUT/frame-report.txt with the report's lines; and
 #              OUT/trace.json, Chrome trace JSON with one event per frame
 #              and per pass run, in run order. Needs CMake 3.19 (JSON).
 # MODE reject: ARGS must exit 2 with nothing on stdout and the usage text
@@ -75,6 +76,9 @@ if(MODE STREQUAL "help")
   endif()
   expect_output("^Usage: zrn-demo \\[--frames N\\] \\[--size WxH\\] \\[--blur R\\] \\[--out DIR\\]\n")
   expect_output("\n  --help +show this text\n")
+  foreach(file image.png graph.json graph.dot hierarchy.dot frame-report.txt frame-report.dot trace.json)
+    expect_output("\n  ${file} +[a-z]")
+  endforeach()
   return()
 endif()
 
@@ -349,9 +353,14 @@ foreach(pass generate:1 exposure:3 blur:4 tonemap:5 histogram:6)
 endforeach()
 expect_output("\n  wrote [^\n]*frame-report.dot \\(last frame drawn on the hierarchy, Graphviz text\\)\n")
 
-# Each Graphviz file is accepted by dot, and drawn as SVG exactly when dot
-# is found.
+# Each Graphviz file is accepted by dot (when it is installed), and drawn
+# as SVG exactly when the demo finds dot on its PATH, which NO_DOT says it
+# does not.
 find_program(dot_program dot)
+set(dot_on_path FALSE)
+if(dot_program AND NOT NO_DOT)
+  set(dot_on_path TRUE)
+endif()
 foreach(drawing "graph|>histogram<" "hierarchy|>blurRadius<" "frame-report|>target<")
   string(REPLACE "|" ";" drawing "${drawing}")
   list(GET drawing 0 base)
@@ -363,6 +372,8 @@ foreach(drawing "graph|>histogram<" "hierarchy|>blurRadius<" "frame-report|>targ
     if(NOT dot_code STREQUAL "0" OR NOT dot_err STREQUAL "")
       fail("dot does not accept ${base}.dot (exit ${dot_code}): ${dot_err}")
     endif()
+  endif()
+  if(dot_on_path)
     if(NOT EXISTS "${svg}")
       fail("dot is at ${dot_program} but ${base}.svg was not written")
     endif()
@@ -379,6 +390,14 @@ foreach(drawing "graph|>histogram<" "hierarchy|>blurRadius<" "frame-report|>targ
     expect_output("\n  skipped ${base}.svg: Graphviz's dot is not on PATH\n")
   endif()
 endforeach()
+if(dot_on_path)
+  string(FIND "${out}" "need Graphviz" at)
+  if(NOT at EQUAL -1)
+    fail("the demo asks for Graphviz although dot is on PATH")
+  endif()
+else()
+  expect_output("\n  \\(the \\.svg drawings need Graphviz: install it, e\\.g\\. apt-get install graphviz\\)\n")
+endif()
 
 # ---------------------------------------------------------------- the trace
 # Chrome trace JSON of the first 1000 frames at most: the metadata naming

@@ -40,6 +40,8 @@ bool writePng(const RgbImage& image, const QString& path, QString* error)
 
 DrawResult drawSvg(const QString& dotPath, const QString& svgPath, QString* detail)
 {
+    // A drawing left from an earlier run would no longer match the .dot file.
+    QFile::remove(svgPath);
     const QString dot = QStandardPaths::findExecutable(QStringLiteral("dot"));
     if (dot.isEmpty())
         return DrawResult::NoDot;

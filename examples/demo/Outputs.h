@@ -28,7 +28,8 @@ enum class DrawResult {
     Failed, ///< dot ran and failed, or did not finish within 30 seconds
 };
 
-/// Draws the Graphviz file `dotPath` into `svgPath` with Graphviz's `dot`.
+/// Draws the Graphviz file `dotPath` into `svgPath` with Graphviz's `dot`,
+/// after removing any file at `svgPath`, so that no stale drawing is left.
 /// On Drawn, `detail` (when not null) is set to the dot program used; on
 /// Failed, to dot's error output.
 DrawResult drawSvg(const QString& dotPath, const QString& svgPath, QString* detail);

@@ -541,8 +541,8 @@ bool writeOutput(const QDir& dir, const QString& name, const QByteArray& bytes, 
 
 // Draws `base`.dot of the output folder into `base`.svg when Graphviz's dot
 // is there, and says what became of it. A missing or failing dot is not an
-// error of the demo.
-void drawOutput(const QDir& dir, const QString& base)
+// error of the demo. Returns false when dot is not on PATH.
+bool drawOutput(const QDir& dir, const QString& base)
 {
     const QString dotName = base + QStringLiteral(".dot");
     const QString svgName = base + QStringLiteral(".svg");
@@ -555,11 +555,12 @@ void drawOutput(const QDir& dir, const QString& base)
         break;
     case ZrnDemo::DrawResult::NoDot:
         print(QStringLiteral("  skipped %1: Graphviz's dot is not on PATH\n").arg(svgName));
-        break;
+        return false;
     case ZrnDemo::DrawResult::Failed:
         print(QStringLiteral("  skipped %1: dot failed: %2\n").arg(svgName, detail));
         break;
     }
+    return true;
 }
 
 // Writes every file of the output folder and says where each went. Returns
@@ -570,6 +571,7 @@ int writeOutputs(const Renderer& renderer, const Pipeline& pipeline, const Optio
     const Graph& graph = renderer.getGraph();
     const FrameReport& report = renderer.frameReport();
     bool written = true;
+    bool drawn = true; // false when dot was not there to draw the .svg files
     print(QStringLiteral("Files\n"));
 
     const QString imagePath = dir.filePath(QStringLiteral("image.png"));
@@ -590,19 +592,19 @@ int writeOutputs(const Renderer& renderer, const Pipeline& pipeline, const Optio
                            QStringLiteral("the renderer's graph, JSON graph document"));
     if (writeOutput(dir, QStringLiteral("graph.dot"), Morvane::Zrn::graphvizText(&graph).toUtf8(),
                     QStringLiteral("pass graph, top level, Graphviz text")))
-        drawOutput(dir, QStringLiteral("graph"));
+        drawn &= drawOutput(dir, QStringLiteral("graph"));
     else
         written = false;
     if (writeOutput(dir, QStringLiteral("hierarchy.dot"), Morvane::Zrn::graphPicture(graph).toUtf8(),
                     QStringLiteral("whole hierarchy with ports, Graphviz text")))
-        drawOutput(dir, QStringLiteral("hierarchy"));
+        drawn &= drawOutput(dir, QStringLiteral("hierarchy"));
     else
         written = false;
     written &= writeOutput(dir, QStringLiteral("frame-report.txt"), report.text(graph).toUtf8(),
                            QStringLiteral("report of the last frame"));
     if (writeOutput(dir, QStringLiteral("frame-report.dot"), report.picture(graph).toUtf8(),
                     QStringLiteral("last frame drawn on the hierarchy, Graphviz text")))
-        drawOutput(dir, QStringLiteral("frame-report"));
+        drawn &= drawOutput(dir, QStringLiteral("frame-report"));
     else
         written = false;
     const Morvane::Zrn::FrameTrace& trace = renderer.frameTrace();
@@ -610,6 +612,8 @@ int writeOutputs(const Renderer& renderer, const Pipeline& pipeline, const Optio
                            QStringLiteral("timeline of the first %1 frames, Chrome trace events: open it in "
                                           "ui.perfetto.dev or chrome://tracing")
                                .arg(trace.numFrames()));
+    if (!drawn)
+        print(QStringLiteral("  (the .svg drawings need Graphviz: install it, e.g. apt-get install graphviz)\n"));
     return written ? ExitOk : ExitFailed;
 }
 

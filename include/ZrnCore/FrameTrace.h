@@ -72,7 +72,7 @@ public:
 
 private:
     friend class FrameRecorder;
-    struct Impl;
+    struct ZRNCORE_NO_EXPORT Impl; // the library's own, never exported
     Impl* d;
 };
 

@@ -271,7 +271,7 @@ public:
     void setTarget(int node);
 
 private:
-    struct Impl;
+    struct ZRNCORE_NO_EXPORT Impl; // the library's own, never exported
     std::unique_ptr<Impl> d;
     friend struct Internal::RendererAccess; // the library's private test hooks
     FrameStatistics m_frameStats;

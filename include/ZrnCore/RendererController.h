@@ -78,7 +78,7 @@ Q_SIGNALS:
     void passFailed(int node, unsigned int errorCode);
 
 private:
-    struct Impl;
+    struct ZRNCOREQT_NO_EXPORT Impl; // the library's own, never exported
     Impl* d;
 };
 

@@ -49,7 +49,7 @@ void unlinkDestination(std::vector<Port>& ports, int index, int edge)
 {
     if (!inRange(index, ports.size()))
         return;
-    std::vector<int>& dests = ports[size_t(index)].destinations;
+    IndexList& dests = ports[size_t(index)].destinations;
     const auto it = std::find(dests.begin(), dests.end(), edge);
     if (it != dests.end())
         dests.erase(it);
@@ -164,7 +164,7 @@ int Graph::numNodes(int parent) const
 int Graph::getNode(int index, int parent) const
 {
     ZRN_ASSERT_NODE(parent);
-    const std::vector<int>& children = d->storedChildren(parent);
+    const IndexList& children = d->storedChildren(parent);
     Q_ASSERT_X(inRange(index, children.size()), Q_FUNC_INFO, "child position out of range");
     return inRange(index, children.size()) ? children[size_t(index)] : kInvalidNodeRef;
 }
@@ -182,7 +182,7 @@ int Graph::findNode(const QString& name, int parent) const
 int Graph::indexOfNode(int node) const
 {
     Q_ASSERT_X(d->inStorage(node), Q_FUNC_INFO, "node reference out of range");
-    const std::vector<int>& siblings = d->storedChildren(d->storedParent(node));
+    const IndexList& siblings = d->storedChildren(d->storedParent(node));
     const auto it = std::find(siblings.begin(), siblings.end(), node);
     return it == siblings.end() ? -1 : int(it - siblings.begin());
 }
@@ -346,7 +346,7 @@ void Graph::Impl::setGroupName(int n, Side side, int g, const QString& name)
 {
     ZRN_ASSERT_GROUP(n, side, g);
     Node* owner = nodeAt(n);
-    if (owner && inRange(g, owner->groups(side).size())) {
+    if (owner && inRange(g, std::as_const(*owner).groups(side).size())) {
         changed();
         owner->groups(side)[size_t(g)] = name;
     }
@@ -511,33 +511,35 @@ bool Graph::isValidOutputGroup(int node, int group) const
 
 namespace {
 
-// One field of `edge`, or -1 when `edge` is outside the storage.
-int edgeField(const std::vector<Edge>& edges, int edge, int Edge::*field)
+// One field of `edge`, read by `field`, or -1 when `edge` is outside the
+// storage.
+template <typename Field>
+int edgeField(const std::vector<Edge>& edges, int edge, Field field)
 {
     Q_ASSERT_X(inRange(edge, edges.size()), Q_FUNC_INFO, "edge reference out of range");
-    return inRange(edge, edges.size()) ? edges[size_t(edge)].*field : -1;
+    return inRange(edge, edges.size()) ? field(edges[size_t(edge)]) : -1;
 }
 
 } // namespace
 
 int Graph::edgeSourceNode(int edge) const
 {
-    return edgeField(d->edges, edge, &Edge::srcNode);
+    return edgeField(d->edges, edge, [](const Edge& e) { return int(e.srcNode); });
 }
 
 int Graph::edgeSourceIndex(int edge) const
 {
-    return edgeField(d->edges, edge, &Edge::srcIndex);
+    return edgeField(d->edges, edge, [](const Edge& e) { return int(e.srcIndex); });
 }
 
 int Graph::edgeDestNode(int edge) const
 {
-    return edgeField(d->edges, edge, &Edge::dstNode);
+    return edgeField(d->edges, edge, [](const Edge& e) { return int(e.dstNode); });
 }
 
 int Graph::edgeDestIndex(int edge) const
 {
-    return edgeField(d->edges, edge, &Edge::dstIndex);
+    return edgeField(d->edges, edge, [](const Edge& e) { return int(e.dstIndex); });
 }
 
 bool Graph::isValidEdge(int edge) const
@@ -615,7 +617,7 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     if (in.source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
     {
-        const std::vector<int>& out = d->node(srcNode).outputs[size_t(srcOutput)].destinations;
+        const IndexList& out = d->node(srcNode).outputs[size_t(srcOutput)].destinations;
         if (!out.empty() && !isRegularEdge(out.front()))
             return kInvalidEdgeRef;
     }
@@ -667,7 +669,7 @@ int Graph::addUpEdge(int parentOutput, int childNode, int childOutput)
     if (d->node(parent).outputs[size_t(parentOutput)].source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
     {
-        const std::vector<int>& out = d->node(childNode).outputs[size_t(childOutput)].destinations;
+        const IndexList& out = d->node(childNode).outputs[size_t(childOutput)].destinations;
         if (!out.empty() && !isUpEdge(out.front()))
             return kInvalidEdgeRef;
     }

@@ -39,6 +39,14 @@ Pairing hierarchyPairing(Pairing::Kind kind, int parent, int child, Side side)
     return pairing;
 }
 
+// The parent of `child` when both are live nodes, otherwise kInvalidNodeRef:
+// the precondition of connectDownByName() and connectUpByName().
+int liveParent(const Graph& graph, int child)
+{
+    const int parent = graph.isValidNode(child) ? graph.parentNode(child) : Graph::kInvalidNodeRef;
+    return graph.isValidNode(parent) ? parent : Graph::kInvalidNodeRef;
+}
+
 } // namespace
 
 void Graph::Impl::pairByName(Graph& graph, const Pairing& pairing)
@@ -159,8 +167,8 @@ void Graph::connectNamedGroups(int srcNode, const QString& srcGroupName, int dst
 void Graph::connectDownByName(int childNode)
 {
     Internal::traceUnpairedDown(*this, childNode);
-    const int parent = (isValidNode(childNode) ? parentNode(childNode) : kInvalidNodeRef);
-    if (!isValidNode(parent))
+    const int parent = liveParent(*this, childNode);
+    if (parent == kInvalidNodeRef)
         return;
     d->pairByName(*this, hierarchyPairing(Pairing::Kind::Down, parent, childNode, Side::Input));
 }
@@ -168,8 +176,8 @@ void Graph::connectDownByName(int childNode)
 void Graph::connectUpByName(int childNode)
 {
     Internal::traceUnpairedUp(*this, childNode);
-    const int parent = (isValidNode(childNode) ? parentNode(childNode) : kInvalidNodeRef);
-    if (!isValidNode(parent))
+    const int parent = liveParent(*this, childNode);
+    if (parent == kInvalidNodeRef)
         return;
     // The filters test the child output's source and the parent output's
     // destinations; addUpEdge() then tests the other two (the parent

@@ -71,6 +71,33 @@ void handOut(const std::vector<int>& map, QVector<int>* out)
         *out = QVector<int>(map.begin(), map.end());
 }
 
+// The frame of purge() and compact(), which differ only in what they do to
+// a live node: maps from old slots to new references, `renumberNode(node,
+// nodeMap, edgeMap)` on every live node in slot order, then the ends of
+// every live edge translated, the removed records dropped and the maps
+// handed out.
+template <typename RenumberNode>
+void renumber(std::vector<Node>& nodes, std::vector<Edge>& edges, QVector<int>* nodeMap, QVector<int>* edgeMap,
+              RenumberNode renumberNode)
+{
+    const std::vector<int> nodesTo = buildMap(nodes);
+    const std::vector<int> edgesTo = buildMap(edges);
+    for (Node& node : nodes) {
+        if (!node.removed)
+            renumberNode(node, nodesTo, edgesTo);
+    }
+    for (Edge& edge : edges) {
+        if (edge.removed)
+            continue;
+        edge.srcNode = mapped(nodesTo, edge.srcNode);
+        edge.dstNode = mapped(nodesTo, edge.dstNode);
+    }
+    eraseRemoved(nodes);
+    eraseRemoved(edges);
+    handOut(nodesTo, nodeMap);
+    handOut(edgesTo, edgeMap);
+}
+
 void remapPorts(std::vector<Port>& ports, const std::vector<int>& edgeMap)
 {
     for (Port& port : ports) {
@@ -95,7 +122,7 @@ void Graph::removeNode(int node)
     // A stored parent field may name no slot: then there is no list to leave.
     if (!d->namesSlot(parent))
         return;
-    std::vector<int>& siblings = d->node(parent).children;
+    IndexList& siblings = d->node(parent).children;
     const auto it = std::find(siblings.begin(), siblings.end(), node);
     if (it != siblings.end())
         siblings.erase(it);
@@ -129,7 +156,7 @@ void Graph::removeChildNode(int node)
     enter(node);
     while (!stack.empty()) {
         RemovalFrame& top = stack.back();
-        const std::vector<int>& children = d->node(top.node).children;
+        const IndexList& children = d->node(top.node).children;
         if (top.cursor < top.count && size_t(top.cursor) < children.size()) {
             const int child = children[size_t(top.cursor)];
             ++top.cursor;
@@ -200,32 +227,18 @@ void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
     d->changed();
     d->orderInvalidate(); // references and edge kinds may all change
-    const std::vector<int> nodesTo = buildMap(d->nodes);
-    const std::vector<int> edgesTo = buildMap(d->edges);
-
-    for (Node& node : d->nodes) {
-        if (node.removed)
-            continue;
-        remapPorts(node.inputs, edgesTo);
-        remapPorts(node.outputs, edgesTo);
-        // Position k receives the new reference of old slot k, not of the
-        // child stored there; callers rely on this as it is. A position with
-        // no slot of its own (possible once earlier purges have shortened the
-        // storage below a list's length) receives -1. `parent` is left alone.
-        for (size_t k = 0; k < node.children.size(); ++k)
-            node.children[k] = mapped(nodesTo, int(k));
-    }
-    for (Edge& edge : d->edges) {
-        if (edge.removed)
-            continue;
-        edge.srcNode = mapped(nodesTo, edge.srcNode);
-        edge.dstNode = mapped(nodesTo, edge.dstNode);
-    }
-
-    eraseRemoved(d->nodes);
-    eraseRemoved(d->edges);
-    handOut(nodesTo, nodeMap);
-    handOut(edgesTo, edgeMap);
+    renumber(d->nodes, d->edges, nodeMap, edgeMap,
+             [](Node& node, const std::vector<int>& nodesTo, const std::vector<int>& edgesTo) {
+                 remapPorts(node.inputs, edgesTo);
+                 remapPorts(node.outputs, edgesTo);
+                 // Position k receives the new reference of old slot k, not of
+                 // the child stored there; callers rely on this as it is. A
+                 // position with no slot of its own (possible once earlier
+                 // purges have shortened the storage below a list's length)
+                 // receives -1. `parent` is left alone.
+                 for (size_t k = 0; k < node.children.size(); ++k)
+                     node.children[k] = mapped(nodesTo, int(k));
+             });
 }
 
 // ---------------------------------------------------------------- compact
@@ -234,7 +247,7 @@ namespace {
 
 // Translates every reference of `refs` by `map` and drops those that map to
 // no live record, keeping the order of the rest.
-void translateList(std::vector<int>& refs, const std::vector<int>& map)
+void translateList(IndexList& refs, const std::vector<int>& map)
 {
     size_t kept = 0;
     for (int ref : refs) {
@@ -265,28 +278,13 @@ void Graph::compact(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
     d->changed();
     d->orderInvalidate(); // every reference may change
-    const std::vector<int> nodesTo = buildMap(d->nodes);
-    const std::vector<int> edgesTo = buildMap(d->edges);
-
-    for (Node& node : d->nodes) {
-        if (node.removed)
-            continue;
-        translatePorts(node.inputs, edgesTo);
-        translatePorts(node.outputs, edgesTo);
-        translateList(node.children, nodesTo);
-        node.parent = mapped(nodesTo, node.parent);
-    }
-    for (Edge& edge : d->edges) {
-        if (edge.removed)
-            continue;
-        edge.srcNode = mapped(nodesTo, edge.srcNode);
-        edge.dstNode = mapped(nodesTo, edge.dstNode);
-    }
-
-    eraseRemoved(d->nodes);
-    eraseRemoved(d->edges);
-    handOut(nodesTo, nodeMap);
-    handOut(edgesTo, edgeMap);
+    renumber(d->nodes, d->edges, nodeMap, edgeMap,
+             [](Node& node, const std::vector<int>& nodesTo, const std::vector<int>& edgesTo) {
+                 translatePorts(node.inputs, edgesTo);
+                 translatePorts(node.outputs, edgesTo);
+                 translateList(node.children, nodesTo);
+                 node.parent = mapped(nodesTo, node.parent);
+             });
 }
 
 } // namespace Zrn

@@ -4,12 +4,14 @@
 
 #include <ZrnCore/Graph.h>
 
+#include "IndexList_p.h"
 #include "Visited_p.h"
 
 #include <QtCore/QString>
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -20,9 +22,9 @@ namespace Zrn {
 struct Port
 {
     QString name;
-    int source = -1;               // edge feeding this port, -1 if none
-    std::vector<int> destinations; // edges leaving this port, oldest first
-    int group = -1;                // group of the same side, -1 if none
+    int source = -1;        // edge feeding this port, -1 if none
+    IndexList destinations; // edges leaving this port, oldest first
+    int group = -1;         // group of the same side, -1 if none
 };
 
 // The two sides of a node: its inputs with its input groups, and its
@@ -33,6 +35,14 @@ enum class Side : std::uint8_t {
     Output,
 };
 
+// The group names of a node, by side. Few nodes have groups, so a node
+// holds them behind a pointer that stays null until its first group.
+struct GroupNames
+{
+    std::vector<QString> inputGroups;
+    std::vector<QString> outputGroups;
+};
+
 struct Node
 {
     QString name;
@@ -40,25 +50,41 @@ struct Node
     int value = -1;
     std::vector<Port> inputs;
     std::vector<Port> outputs;
-    std::vector<QString> inputGroups;
-    std::vector<QString> outputGroups;
-    std::vector<int> children; // in order of addition
+    std::unique_ptr<GroupNames> groupNames; // null while the node has no group
+    IndexList children;                     // in order of addition
     bool removed = false;
 
     std::vector<Port>& ports(Side side) { return side == Side::Input ? inputs : outputs; }
     const std::vector<Port>& ports(Side side) const { return side == Side::Input ? inputs : outputs; }
-    std::vector<QString>& groups(Side side) { return side == Side::Input ? inputGroups : outputGroups; }
-    const std::vector<QString>& groups(Side side) const { return side == Side::Input ? inputGroups : outputGroups; }
+    // The group names of one side; the writable form makes the node's
+    // GroupNames when it has none yet.
+    std::vector<QString>& groups(Side side)
+    {
+        if (!groupNames)
+            groupNames = std::make_unique<GroupNames>();
+        return side == Side::Input ? groupNames->inputGroups : groupNames->outputGroups;
+    }
+    const std::vector<QString>& groups(Side side) const
+    {
+        static const std::vector<QString> none;
+        if (!groupNames)
+            return none;
+        return side == Side::Input ? groupNames->inputGroups : groupNames->outputGroups;
+    }
 };
 
+// The removal mark shares its 32 bits with the destination index (port
+// indices are never negative and stay far below 2^30), so that an edge
+// takes 16 bytes. Made only whole, with all five fields.
 struct Edge
 {
-    int srcNode = -1;
-    int srcIndex = -1;
-    int dstNode = -1;
-    int dstIndex = -1;
-    bool removed = false;
+    int srcNode;
+    int srcIndex;
+    int dstNode;
+    int dstIndex : 31;
+    unsigned int removed : 1;
 };
+static_assert(sizeof(Edge) == 16, "an edge record takes four ints");
 
 // True when `index` is a position of a container of `size` entries.
 inline bool inRange(int index, size_t size)
@@ -163,9 +189,9 @@ struct Graph::Impl
     // The parent field of slot `n` as it stands, or -1 when `n` names no slot.
     int storedParent(int n) const { return namesSlot(n) ? parentOf(n) : Graph::kInvalidNodeRef; }
     // The children list of slot `n` as it stands, empty when `n` names no slot.
-    const std::vector<int>& storedChildren(int n) const
+    const IndexList& storedChildren(int n) const
     {
-        static const std::vector<int> none;
+        static const IndexList none{};
         return namesSlot(n) ? nodes[size_t(n)].children : none;
     }
 
@@ -239,6 +265,10 @@ struct Graph::Impl
     bool walkAcross(int& node, int& index) const;
     bool walkUp(int& node, int& index) const;
     bool walkDown(int& node, int& index) const;
+    // walkUp() on inputs, walkDown() on outputs: follows the down (up) edges
+    // feeding port `index` of `node` on `side` for as long as there are any.
+    template <Side side>
+    bool walkHierarchy(int& node, int& index) const;
 
     // The producer order (GraphOrder.cpp). orderProvesNoPath() is true only
     // when precedes(dstNode, srcNode, true) is certainly false; it rebuilds a

@@ -32,7 +32,7 @@ QByteArray quoted(const QString& name)
 QList<QByteArray> graphvizLines(const Graph& graph)
 {
     const auto& g = GraphStorage::of(graph); // Graph::Impl, named only by the library's friend
-    const std::vector<int>& topLevel = g.storedChildren(Graph::kRootNodeRef);
+    const IndexList& topLevel = g.storedChildren(Graph::kRootNodeRef);
 
     QList<QByteArray> lines;
     lines << QByteArray("digraph \"Zrn\" {") << QByteArray("  rankdir=LR;") << QByteArray(" ")

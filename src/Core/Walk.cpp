@@ -24,30 +24,32 @@ bool Graph::Impl::walkAcross(int& node, int& index) const
     return true;
 }
 
-bool Graph::Impl::walkUp(int& node, int& index) const
+template <Side side>
+bool Graph::Impl::walkHierarchy(int& node, int& index) const
 {
-    int e = sourceAt(node, Side::Input, index);
-    if (!validEdge(e) || !down(edge(e)))
+    // Inputs are fed from above by down edges, outputs from below by up edges.
+    const auto crossesLevel = [this](int e) {
+        return validEdge(e) && (side == Side::Input ? down(edge(e)) : up(edge(e)));
+    };
+    int e = sourceAt(node, side, index);
+    if (!crossesLevel(e))
         return false;
     do {
         node = edge(e).srcNode;
         index = edge(e).srcIndex;
-        e = sourceAt(node, Side::Input, index);
-    } while (validEdge(e) && down(edge(e)));
+        e = sourceAt(node, side, index);
+    } while (crossesLevel(e));
     return true;
+}
+
+bool Graph::Impl::walkUp(int& node, int& index) const
+{
+    return walkHierarchy<Side::Input>(node, index);
 }
 
 bool Graph::Impl::walkDown(int& node, int& index) const
 {
-    int e = sourceAt(node, Side::Output, index);
-    if (!validEdge(e) || !up(edge(e)))
-        return false;
-    do {
-        node = edge(e).srcNode;
-        index = edge(e).srcIndex;
-        e = sourceAt(node, Side::Output, index);
-    } while (validEdge(e) && up(edge(e)));
-    return true;
+    return walkHierarchy<Side::Output>(node, index);
 }
 
 bool Graph::walkAcross(int& node, int& index) const
