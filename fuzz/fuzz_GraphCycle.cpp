@@ -34,6 +34,7 @@
 #endif
 
 #define ZRN_FUZZ_NAME "graph cycle fuzz"
+#include "FuzzGraphSnapshot.h"
 #include "FuzzInput.h"
 
 namespace ZrnGraphCycleFuzz {
@@ -96,20 +97,7 @@ std::vector<int> snapshot(const Graph& g)
         s.push_back(g.numNodes(n));
         for (int c = 0; c < g.numNodes(n); ++c)
             s.push_back(g.getNode(c, n));
-        s.push_back(g.numInputs(n));
-        for (int i = 0; i < g.numInputs(n); ++i) {
-            s.push_back(g.inputSource(n, i));
-            for (int k = 0; k < g.numInputDestinations(n, i); ++k)
-                s.push_back(g.inputDestination(n, i, k));
-            s.push_back(-2);
-        }
-        s.push_back(g.numOutputs(n));
-        for (int o = 0; o < g.numOutputs(n); ++o) {
-            s.push_back(g.outputSource(n, o));
-            for (int k = 0; k < g.numOutputDestinations(n, o); ++k)
-                s.push_back(g.outputDestination(n, o, k));
-            s.push_back(-2);
-        }
+        ZrnFuzz::appendPorts(s, g, n);
     }
     s.push_back(g.numEdgesGlobal());
     for (int e = 0; e < g.numEdgesGlobal(); ++e) {
