@@ -15,11 +15,11 @@
 #include "AllocationCounter.h"
 #include "BenchClock.h"
 #include "BenchSizes.h"
+#include "Increment.h"
 
 #include <ZrnCore/FrameReport.h>
 #include <ZrnCore/FrameTrace.h>
 #include <ZrnCore/Graph.h>
-#include <ZrnCore/RenderPassHelper.h>
 #include <ZrnCore/Renderer.h>
 
 #include <benchmark/benchmark.h>
@@ -31,17 +31,7 @@ namespace {
 
 using namespace Morvane::Zrn;
 
-// Adds one to its integer input.
-class Increment : public RenderPassHelper
-{
-public:
-    Increment()
-    {
-        addInput(QStringLiteral("in"), 0);
-        addOutput(QStringLiteral("out"));
-    }
-    void start(RenderCallbacks*) override { outputs[0].value = inputs[0].value.toInt() + 1; }
-};
+using ZrnBench::Increment;
 
 // A chain of `n` passes, the last one the target.
 std::unique_ptr<Renderer> chain(int n)

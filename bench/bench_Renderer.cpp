@@ -28,6 +28,7 @@
 #include "AllocationCounter.h"
 #include "BenchClock.h"
 #include "BenchSizes.h"
+#include "Increment.h"
 #include "PassGraph.h"
 #include "RenderFloor.h"
 #if ZRNCORE_BENCH_HOOKS
@@ -35,7 +36,6 @@
 #endif
 
 #include <ZrnCore/Graph.h>
-#include <ZrnCore/RenderPassHelper.h>
 #include <ZrnCore/Renderer.h>
 
 #include <QtCore/QVector>
@@ -49,17 +49,7 @@ namespace {
 
 using namespace Morvane::Zrn;
 
-// Adds one to its integer input.
-class Increment : public RenderPassHelper
-{
-public:
-    Increment()
-    {
-        addInput(QStringLiteral("in"), 0);
-        addOutput(QStringLiteral("out"));
-    }
-    void start(RenderCallbacks*) override { outputs[0].value = inputs[0].value.toInt() + 1; }
-};
+using ZrnBench::Increment;
 
 // A chain of `length` passes; with `needed`, the last one is the target and
 // feeds the renderer output.
