@@ -3,6 +3,7 @@
 // again exactly when something that decides it has changed.
 
 #include "TestSupport.h"
+#include <ZrnCore/FrameReport.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/Renderer.h>
 
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -314,6 +316,134 @@ TEST_F(ScheduleFixture, LiteralFramesRecordNothing)
     frame();
     frame();
     EXPECT_EQ(compilations(), 1u);
+}
+
+// ---------------------------------------------------------------- changes made during a frame
+
+// A recording pass that calls `onStart` at the end of each start(), as a
+// pass that changes its renderer from inside a frame does.
+class ActingPass : public RecordingPass
+{
+public:
+    using RecordingPass::RecordingPass;
+    std::function<void()> onStart;
+
+    void start(RenderCallbacks* cb) override
+    {
+        RecordingPass::start(cb);
+        if (onStart)
+            onStart();
+    }
+};
+
+// The chain A -> B -> T of ScheduleFixture with acting passes, walking or
+// replaying its frames.
+struct ActingChain
+{
+    explicit ActingChain(bool walking)
+    {
+        Internal::setLiteralFrames(renderer, walking);
+        renderer.addParameter(s("gain"), 5);
+        renderer.addOutput(s("image"));
+        nodeA = renderer.addPass(s("A"), a, Graph::kRootNodeRef);
+        nodeB = renderer.addPass(s("B"), b, Graph::kRootNodeRef);
+        nodeT = renderer.addPass(s("T"), t, Graph::kRootNodeRef);
+        Graph& g = renderer.getGraph();
+        ok = g.addDownEdge(0, nodeA, 0) != Graph::kInvalidEdgeRef
+            && g.addEdge(nodeA, 0, nodeB, 0) != Graph::kInvalidEdgeRef
+            && g.addEdge(nodeB, 0, nodeT, 0) != Graph::kInvalidEdgeRef
+            && g.addUpEdge(0, nodeT, 0) != Graph::kInvalidEdgeRef;
+        renderer.setTarget(nodeT);
+    }
+
+    QStringList frame()
+    {
+        log.clear();
+        EXPECT_TRUE(renderer.render(nullptr));
+        return log;
+    }
+
+    QStringList log;
+    ZrnTest::LoggingRenderer renderer{&log};
+    ActingPass* a = new ActingPass(s("A"), &log, 1, 1);
+    ActingPass* b = new ActingPass(s("B"), &log, 1, 1);
+    ActingPass* t = new ActingPass(s("T"), &log, 1, 1);
+    int nodeA = -1;
+    int nodeB = -1;
+    int nodeT = -1;
+    bool ok = false;
+};
+
+// Enabled flags are read when a frame needs them, so a flag that a pass
+// changes in its start() already counts for the rest of that frame: for
+// whether a later pass runs, and for whether a later pass takes its input
+// from the changed one.
+TEST(RendererScheduleDuringAFrame, FlagsChangedByAPassCountForTheRestOfTheFrame)
+{
+    for (const bool walking : {true, false}) {
+        SCOPED_TRACE(walking ? "walking frames" : "replayed frames");
+        ActingChain c(walking);
+        ASSERT_TRUE(c.ok);
+        c.a->onStart = [&c] { c.renderer.setEnabled(c.nodeB, false); };
+        EXPECT_EQ(c.frame(),
+                  QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("5")}, {{0, 1}})
+                      + runCalls(s("T"), {s("T.default0")}) + QStringList{s("R.endFrame()")});
+        EXPECT_EQ(c.renderer.getNumPasses(), 2);
+
+        c.a->onStart = [&c] {
+            c.renderer.setEnabled(c.nodeB, true);
+            c.renderer.setEnabled(c.nodeA, false);
+        };
+        EXPECT_EQ(c.frame(),
+                  QStringList{s("R.beginFrame()")} + runCalls(s("A"), {s("5")}, {{0, 1}})
+                      + runCalls(s("B"), {s("B.default0")}, {{0, 1}}) + runCalls(s("T"), {s("B.0@1")})
+                      + QStringList{s("R.endFrame()")});
+        EXPECT_EQ(c.frame(),
+                  QStringList{s("R.beginFrame()")} + runCalls(s("B"), {s("B.default0")}, {{0, 1}})
+                      + runCalls(s("T"), {s("B.0@2")}) + QStringList{s("R.endFrame()")});
+        EXPECT_EQ(c.renderer.output(0), QVariant(s("T.0@3")));
+        EXPECT_EQ(Internal::scheduleCompilations(c.renderer), walking ? 0u : 1u);
+    }
+}
+
+// Whether a pass's run is recorded is decided when the run begins: a report
+// that a pass turns on in its start() holds the runs that began after that
+// call, and one that a pass turns off holds none of the frame's runs.
+TEST(RendererScheduleDuringAFrame, AReportTurnedOnOrOffByAPassRecordsTheRunsThatBeginAfter)
+{
+    using State = FrameReport::PassState;
+    for (const bool walking : {true, false}) {
+        SCOPED_TRACE(walking ? "walking frames" : "replayed frames");
+        ActingChain c(walking);
+        ASSERT_TRUE(c.ok);
+        c.frame();
+        c.b->onStart = [&c] { c.renderer.setFrameReportEnabled(true); };
+        c.frame();
+        c.b->onStart = nullptr;
+        const FrameReport& report = c.renderer.frameReport();
+        ASSERT_TRUE(c.renderer.isFrameReportEnabled());
+        ASSERT_EQ(report.numRuns(), 1);
+        EXPECT_EQ(report.run(0).node, c.nodeT);
+        EXPECT_EQ(report.run(0).pass, 2);
+        EXPECT_EQ(report.run(0).errorCode, 0u);
+        EXPECT_EQ(report.run(0).polls, 1);
+        EXPECT_TRUE(report.succeeded());
+        EXPECT_EQ(report.target(), c.nodeT);
+        EXPECT_EQ(report.passState(2), State::Ran);
+
+        c.frame(); // a whole frame recorded
+        EXPECT_EQ(report.frameIndex(), 2);
+        ASSERT_EQ(report.numRuns(), 3);
+        EXPECT_EQ(report.run(0).node, c.nodeA);
+        EXPECT_EQ(report.run(1).node, c.nodeB);
+        EXPECT_EQ(report.run(2).node, c.nodeT);
+
+        c.a->onStart = [&c] { c.renderer.setFrameReportEnabled(false); };
+        c.frame();
+        EXPECT_FALSE(c.renderer.isFrameReportEnabled());
+        EXPECT_EQ(report.numRuns(), 0);
+        EXPECT_EQ(report.frameIndex(), 2); // the frame before, whose runs were cleared
+    }
 }
 
 } // namespace
