@@ -12,6 +12,10 @@
 #include <chrono>
 #include <ctime>
 
+#if defined(__linux__)
+#include <sys/resource.h>
+#endif
+
 namespace ZrnBench {
 
 // Seconds of CPU time the calling thread has used; on systems without a
@@ -24,6 +28,21 @@ inline double threadSeconds()
     return double(now.tv_sec) + double(now.tv_nsec) * 1e-9;
 #else
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+#endif
+}
+
+// Minor page faults of the calling thread so far (first touches of memory
+// fresh from the system), or 0 where the system does not say. Building a
+// large graph in memory the allocator just took from the system costs one
+// per 4 KiB page; a small one reuses memory the allocator already holds.
+inline long long threadPageFaults()
+{
+#if defined(__linux__)
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_minflt;
+#else
+    return 0;
 #endif
 }
 

@@ -299,8 +299,9 @@ int buildNodesThenEdges(Graph& g, int count, const std::vector<LayeredEdge>& edg
 //    the cost of searching. The public interface has no build without a
 //    cycle test; this is the nearest to one.
 // Counters: nanoseconds per node of each build, and forward_x, shuffled_x,
-// the ratios of those builds to the baseline. The reported time is the
-// forward build's.
+// the ratios of those builds to the baseline; page faults per node of each
+// build (memory the allocator takes fresh from the system, see
+// threadPageFaults()). The reported time is the forward build's.
 void BM_BuildLayered(benchmark::State& state)
 {
     const int count = int(state.range(0));
@@ -310,17 +311,20 @@ void BM_BuildLayered(benchmark::State& state)
     const std::vector<LayeredEdge> backward(forward.rbegin(), forward.rend());
 
     double seconds[3] = {};
+    long long faults[3] = {};
     int refused = 0;
     for (auto _ : state) {
         double forwardSeconds = 0.0;
         for (int way = 0; way < 3; ++way) {
             auto g = std::make_unique<Graph>();
+            const long long faultsBefore = ZrnBench::threadPageFaults();
             const double start = ZrnBench::threadSeconds();
             if (way == 0)
                 refused += buildForward(*g, count, forward);
             else
                 refused += buildNodesThenEdges(*g, count, way == 1 ? shuffled : backward);
             const double elapsed = ZrnBench::threadSeconds() - start;
+            faults[way] += ZrnBench::threadPageFaults() - faultsBefore;
             seconds[way] += elapsed;
             if (way == 0)
                 forwardSeconds = elapsed;
@@ -334,6 +338,9 @@ void BM_BuildLayered(benchmark::State& state)
     state.counters["forward_ns"] = seconds[0] * 1e9 / nodes;
     state.counters["shuffled_ns"] = seconds[1] * 1e9 / nodes;
     state.counters["baseline_ns"] = seconds[2] * 1e9 / nodes;
+    state.counters["forward_faults"] = double(faults[0]) / nodes;
+    state.counters["shuffled_faults"] = double(faults[1]) / nodes;
+    state.counters["baseline_faults"] = double(faults[2]) / nodes;
     state.counters["forward_x"] = seconds[0] / seconds[2];
     state.counters["shuffled_x"] = seconds[1] / seconds[2];
 }

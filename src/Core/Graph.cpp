@@ -18,22 +18,6 @@ constexpr int Graph::kRootNodeRef;
 
 namespace {
 
-// Appends `count` default ports; a count of 0 or less appends none.
-void appendPorts(std::vector<Port>& ports, int count)
-{
-    if (count > 0)
-        ports.resize(ports.size() + size_t(count));
-}
-
-int firstNamed(const std::vector<Port>& ports, const QString& name)
-{
-    for (size_t i = 0; i < ports.size(); ++i) {
-        if (ports[i].name == name)
-            return int(i);
-    }
-    return -1;
-}
-
 int firstNamed(const std::vector<QString>& names, const QString& name)
 {
     for (size_t i = 0; i < names.size(); ++i) {
@@ -45,7 +29,7 @@ int firstNamed(const std::vector<QString>& names, const QString& name)
 
 // Takes `edge` out of the destinations of port `index` of `ports`, if that
 // port exists and lists it.
-void unlinkDestination(std::vector<Port>& ports, int index, int edge)
+void unlinkDestination(PortSpan<Port> ports, int index, int edge)
 {
     if (!inRange(index, ports.size()))
         return;
@@ -57,7 +41,7 @@ void unlinkDestination(std::vector<Port>& ports, int index, int edge)
 
 // Clears the source of port `index` of `ports`, if that port exists and is
 // fed by `edge`.
-void unlinkSource(std::vector<Port>& ports, int index, int edge)
+void unlinkSource(PortSpan<Port> ports, int index, int edge)
 {
     if (inRange(index, ports.size()) && ports[size_t(index)].source == edge)
         ports[size_t(index)].source = Graph::kInvalidEdgeRef;
@@ -67,7 +51,17 @@ void unlinkSource(std::vector<Port>& ports, int index, int edge)
 
 int Graph::Impl::portNamed(int n, Side side, const QString& name) const
 {
-    return namesSlot(n) ? firstNamed(node(n).ports(side), name) : -1;
+    if (!namesSlot(n))
+        return -1;
+    const int looked = portNames.lookup(name);
+    if (looked == -1)
+        return -1; // no port of the graph has that name
+    const PortSpan<const Port> ports = node(n).ports(side);
+    for (size_t i = 0; i < ports.size(); ++i) {
+        if (portNames.matches(ports[i].name, looked))
+            return int(i);
+    }
+    return -1;
 }
 
 int Graph::Impl::groupNamed(int n, Side side, const QString& name) const
@@ -75,7 +69,7 @@ int Graph::Impl::groupNamed(int n, Side side, const QString& name) const
     return namesSlot(n) ? firstNamed(node(n).groups(side), name) : -1;
 }
 
-void removeEdgesAt(Graph& graph, Port& port)
+void removeEdgesAt(Graph& graph, const Port& port)
 {
     // removeEdge() only edits sources and destination lists, so `port` stays
     // where it is throughout.
@@ -92,7 +86,7 @@ void removeEdgesAt(Graph& graph, Port& port)
 // Precondition checks of the unchecked accessors: active in debug builds only.
 #define ZRN_ASSERT_NODE(n) Q_ASSERT_X(d->validNode(n), Q_FUNC_INFO, "invalid node reference")
 #define ZRN_ASSERT_INPUT(n, i) \
-    Q_ASSERT_X(d->validNode(n) && inRange(i, d->node(n).inputs.size()), Q_FUNC_INFO, "invalid input")
+    Q_ASSERT_X(d->validNode(n) && inRange(i, d->node(n).inputs().size()), Q_FUNC_INFO, "invalid input")
 
 Graph::Graph()
     : d(new Impl)
@@ -148,9 +142,9 @@ int Graph::addNode(const QString& name, int numInputs, int numOutputs, int paren
     node.parent = parent;
     d->nodes.push_back(std::move(node));
     d->node(parent).children.push_back(ref);
-    Node& created = d->node(ref);
-    appendPorts(created.inputs, numInputs);
-    appendPorts(created.outputs, numOutputs);
+    PortList& ports = d->node(ref).portList;
+    ports.append(Side::Input, numInputs);
+    ports.append(Side::Output, numOutputs);
     d->orderNodeAdded(ref);
     return ref;
 }
@@ -268,11 +262,10 @@ int Graph::Impl::addPort(int n, Side side, const QString& name, int group)
     if (!owner)
         return -1;
     changed();
-    std::vector<Port>& ports = owner->ports(side);
-    ports.emplace_back();
-    ports.back().name = name;
-    ports.back().group = group;
-    return int(ports.size()) - 1;
+    Port& port = owner->portList.append(side);
+    port.name = portNames.acquire(name);
+    port.group = group;
+    return owner->portList.count(side) - 1;
 }
 
 int Graph::Impl::addGroup(int n, Side side, const QString& name)
@@ -316,7 +309,7 @@ QString Graph::Impl::portName(int n, Side side, int i) const
 {
     ZRN_ASSERT_PORT(n, side, i);
     const Port* port = portAt(n, side, i);
-    return port ? port->name : QString();
+    return port ? portNames.text(port->name) : QString();
 }
 
 void Graph::Impl::setPortName(int n, Side side, int i, const QString& name)
@@ -324,7 +317,9 @@ void Graph::Impl::setPortName(int n, Side side, int i, const QString& name)
     ZRN_ASSERT_PORT(n, side, i);
     if (Port* port = portAt(n, side, i)) {
         changed();
-        port->name = name;
+        const int old = port->name;
+        port->name = portNames.acquire(name);
+        portNames.release(old);
     }
 }
 
@@ -613,11 +608,11 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     if (d->parentOf(srcNode) != d->parentOf(dstNode))
         return kInvalidEdgeRef;
 
-    Port& in = d->node(dstNode).inputs[size_t(dstInput)];
+    Port& in = d->node(dstNode).inputs()[size_t(dstInput)];
     if (in.source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
     {
-        const IndexList& out = d->node(srcNode).outputs[size_t(srcOutput)].destinations;
+        const IndexList& out = d->node(srcNode).outputs()[size_t(srcOutput)].destinations;
         if (!out.empty() && !isRegularEdge(out.front()))
             return kInvalidEdgeRef;
     }
@@ -629,8 +624,8 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     d->changed();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{srcNode, srcOutput, dstNode, dstInput, false});
-    d->node(srcNode).outputs[size_t(srcOutput)].destinations.push_back(id);
-    d->node(dstNode).inputs[size_t(dstInput)].source = id;
+    d->node(srcNode).outputs()[size_t(srcOutput)].destinations.push_back(id);
+    d->node(dstNode).inputs()[size_t(dstInput)].source = id;
     d->orderEdgeAdded(id, EdgeMade::Regular);
     return id;
 }
@@ -644,15 +639,15 @@ int Graph::addDownEdge(int parentInput, int childNode, int childInput)
     if (!isValidInput(parent, parentInput))
         return kInvalidEdgeRef;
 
-    Port& in = d->node(childNode).inputs[size_t(childInput)];
+    Port& in = d->node(childNode).inputs()[size_t(childInput)];
     if (in.source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
 
     d->changed();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{parent, parentInput, childNode, childInput, false});
-    d->node(parent).inputs[size_t(parentInput)].destinations.push_back(id);
-    d->node(childNode).inputs[size_t(childInput)].source = id;
+    d->node(parent).inputs()[size_t(parentInput)].destinations.push_back(id);
+    d->node(childNode).inputs()[size_t(childInput)].source = id;
     d->orderEdgeAdded(id, EdgeMade::Down);
     return id;
 }
@@ -666,10 +661,10 @@ int Graph::addUpEdge(int parentOutput, int childNode, int childOutput)
     if (!isValidOutput(parent, parentOutput))
         return kInvalidEdgeRef;
 
-    if (d->node(parent).outputs[size_t(parentOutput)].source != kInvalidEdgeRef)
+    if (d->node(parent).outputs()[size_t(parentOutput)].source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
     {
-        const IndexList& out = d->node(childNode).outputs[size_t(childOutput)].destinations;
+        const IndexList& out = d->node(childNode).outputs()[size_t(childOutput)].destinations;
         if (!out.empty() && !isUpEdge(out.front()))
             return kInvalidEdgeRef;
     }
@@ -677,8 +672,8 @@ int Graph::addUpEdge(int parentOutput, int childNode, int childOutput)
     d->changed();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{childNode, childOutput, parent, parentOutput, false});
-    d->node(childNode).outputs[size_t(childOutput)].destinations.push_back(id);
-    d->node(parent).outputs[size_t(parentOutput)].source = id;
+    d->node(childNode).outputs()[size_t(childOutput)].destinations.push_back(id);
+    d->node(parent).outputs()[size_t(parentOutput)].source = id;
     d->orderEdgeAdded(id, EdgeMade::Up);
     return id;
 }
@@ -697,25 +692,25 @@ void Graph::removeEdge(int edge)
         Node& src = d->node(e.srcNode);
         Node& dst = d->node(e.dstNode);
         if (d->regular(e)) {
-            unlinkDestination(src.outputs, e.srcIndex, edge);
-            unlinkSource(dst.inputs, e.dstIndex, edge);
+            unlinkDestination(src.outputs(), e.srcIndex, edge);
+            unlinkSource(dst.inputs(), e.dstIndex, edge);
         } else if (d->down(e)) {
-            unlinkDestination(src.inputs, e.srcIndex, edge);
-            unlinkSource(dst.inputs, e.dstIndex, edge);
+            unlinkDestination(src.inputs(), e.srcIndex, edge);
+            unlinkSource(dst.inputs(), e.dstIndex, edge);
         } else {
-            unlinkDestination(src.outputs, e.srcIndex, edge);
-            unlinkSource(dst.outputs, e.dstIndex, edge);
+            unlinkDestination(src.outputs(), e.srcIndex, edge);
+            unlinkSource(dst.outputs(), e.dstIndex, edge);
         }
     } else {
         // An end names no slot, so the kind can no longer be told: unlink the
         // edge from whichever port of the remaining end still holds it.
         if (srcKnown) {
-            unlinkDestination(d->node(e.srcNode).inputs, e.srcIndex, edge);
-            unlinkDestination(d->node(e.srcNode).outputs, e.srcIndex, edge);
+            unlinkDestination(d->node(e.srcNode).inputs(), e.srcIndex, edge);
+            unlinkDestination(d->node(e.srcNode).outputs(), e.srcIndex, edge);
         }
         if (dstKnown) {
-            unlinkSource(d->node(e.dstNode).inputs, e.dstIndex, edge);
-            unlinkSource(d->node(e.dstNode).outputs, e.dstIndex, edge);
+            unlinkSource(d->node(e.dstNode).inputs(), e.dstIndex, edge);
+            unlinkSource(d->node(e.dstNode).outputs(), e.dstIndex, edge);
         }
     }
     e.removed = true;
@@ -733,9 +728,9 @@ void Graph::disconnectInputGroup(int node, int group)
 {
     ZRN_ASSERT_NODE(node);
     const Node* n = d->nodeAt(node);
-    const int count = n ? int(n->inputs.size()) : 0;
+    const int count = n ? int(n->inputs().size()) : 0;
     for (int i = 0; i < count; ++i) {
-        if (d->node(node).inputs[size_t(i)].group == group)
+        if (d->node(node).inputs()[size_t(i)].group == group)
             disconnectInput(node, i);
     }
 }

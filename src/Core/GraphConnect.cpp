@@ -68,14 +68,14 @@ void Graph::Impl::pairByName(Graph& graph, const Pairing& pairing)
             continue;
         if (pairing.grouped && to.group != pairing.toGroup)
             continue;
-        const QString name = to.name;
+        const int name = to.name;
         const int numFrom = int(node(pairing.fromNode).ports(pairing.fromSide).size());
         for (int f = 0; f < numFrom; ++f) {
             const Port& from = node(pairing.fromNode).ports(pairing.fromSide)[size_t(f)];
             if (pairing.grouped && from.group != pairing.fromGroup)
                 continue;
             const bool eligible = from.destinations.empty() || firstIsOfKind(from.destinations.front());
-            if (!eligible || from.name != name)
+            if (!eligible || !portNames.same(from.name, name))
                 continue;
             // One attempt, refused or not.
             switch (pairing.kind) {

@@ -57,7 +57,7 @@ int Graph::Impl::producerOf(int n, int input) const
     int m = n;
     int k = input;
     walkUp(m, k);
-    const int e = node(m).inputs[size_t(k)].source;
+    const int e = node(m).inputs()[size_t(k)].source;
     if (!validEdge(e) || !regular(edge(e)))
         return -1;
     m = edge(e).srcNode;
@@ -79,13 +79,13 @@ bool Graph::Impl::collectInputConsumers(int n, int input, std::vector<int>& out)
         const int j = todo.back().second;
         todo.pop_back();
         out.push_back(x);
-        for (int e : node(x).inputs[size_t(j)].destinations) {
+        for (int e : node(x).inputs()[size_t(j)].destinations) {
             if (!validEdge(e))
                 continue;
             const Edge& d = edge(e);
             if (!down(d) || d.srcNode != x || d.srcIndex != j)
                 continue;
-            const std::vector<Port>& fed = node(d.dstNode).inputs;
+            const auto fed = node(d.dstNode).inputs();
             if (!inRange(d.dstIndex, fed.size()) || fed[size_t(d.dstIndex)].source != e)
                 continue;
             if (budget-- == 0)
@@ -109,7 +109,7 @@ bool Graph::Impl::collectOutputConsumers(int n, int output, std::vector<int>& ou
         const int x = todo.back().first;
         const int k = todo.back().second;
         todo.pop_back();
-        for (int e : node(x).outputs[size_t(k)].destinations) {
+        for (int e : node(x).outputs()[size_t(k)].destinations) {
             if (!validEdge(e))
                 continue;
             const Edge& d = edge(e);
@@ -118,14 +118,14 @@ bool Graph::Impl::collectOutputConsumers(int n, int output, std::vector<int>& ou
             if (up(d)) {
                 if (!namesSlot(d.dstNode))
                     continue;
-                const std::vector<Port>& fed = node(d.dstNode).outputs;
+                const auto fed = node(d.dstNode).outputs();
                 if (!inRange(d.dstIndex, fed.size()) || fed[size_t(d.dstIndex)].source != e)
                     continue;
                 if (budget-- == 0)
                     return false;
                 todo.emplace_back(d.dstNode, d.dstIndex);
             } else if (regular(d)) {
-                const std::vector<Port>& fed = node(d.dstNode).inputs;
+                const auto fed = node(d.dstNode).inputs();
                 if (!inRange(d.dstIndex, fed.size()) || fed[size_t(d.dstIndex)].source != e)
                     continue;
                 if (!collectInputConsumers(d.dstNode, d.dstIndex, out))
@@ -138,7 +138,7 @@ bool Graph::Impl::collectOutputConsumers(int n, int output, std::vector<int>& ou
 
 bool Graph::Impl::collectConsumers(int n, std::vector<int>& out) const
 {
-    const std::vector<Port>& outputs = node(n).outputs;
+    const auto outputs = node(n).outputs();
     for (size_t k = 0; k < outputs.size(); ++k) {
         // An output fed from inside gives the value of a node below this one.
         const int s = outputs[k].source;
@@ -183,7 +183,7 @@ bool Graph::Impl::recordsFitForOrder(int& parentBeyondStorage) const
     std::vector<std::uint8_t> listed(edges.size(), 0);
     for (size_t n = 0; n < count; ++n) {
         for (int side = 0; side < 2; ++side) {
-            const std::vector<Port>& ports = side == 0 ? nodes[n].inputs : nodes[n].outputs;
+            const auto ports = nodes[n].ports(side == 0 ? Side::Input : Side::Output);
             for (size_t k = 0; k < ports.size(); ++k) {
                 for (int e : ports[k].destinations) {
                     if (!validEdge(e))
@@ -199,7 +199,7 @@ bool Graph::Impl::recordsFitForOrder(int& parentBeyondStorage) const
     }
     for (size_t n = 0; n < count; ++n) {
         for (int side = 0; side < 2; ++side) {
-            const std::vector<Port>& ports = side == 0 ? nodes[n].inputs : nodes[n].outputs;
+            const auto ports = nodes[n].ports(side == 0 ? Side::Input : Side::Output);
             for (size_t k = 0; k < ports.size(); ++k) {
                 const int e = ports[k].source;
                 if (!validEdge(e))
@@ -241,7 +241,7 @@ void Graph::Impl::rebuildOrder()
         stack.push_back(Frame{int(start), 0});
         while (!stack.empty()) {
             const int n = stack.back().node;
-            if (stack.back().input < int(node(n).inputs.size())) {
+            if (stack.back().input < int(node(n).inputs().size())) {
                 const int m = producerOf(n, stack.back().input++);
                 if (m < 0 || m == n) // a node feeding itself says nothing of order
                     continue;
@@ -306,7 +306,7 @@ bool Graph::Impl::insertLink(int producer, int consumer)
         const int w = s.stack.back();
         s.stack.pop_back();
         s.backward.push_back(w);
-        const int count = int(node(w).inputs.size());
+        const int count = int(node(w).inputs().size());
         for (int i = 0; i < count; ++i) {
             const int p = producerOf(w, i);
             if (p >= 0 && rank[size_t(p)] >= lower && !s.backwardSeen.marked(p)) {
@@ -427,7 +427,7 @@ void Graph::Impl::orderEdgeRemoved(int id)
     // away an up edge hands the parent output's readers to the parent.
     if (regular(e) || down(e) || !up(e))
         return;
-    if (!namesSlot(e.dstNode) || !inRange(e.dstIndex, node(e.dstNode).outputs.size()))
+    if (!namesSlot(e.dstNode) || !inRange(e.dstIndex, node(e.dstNode).outputs().size()))
         return;
     int m = e.dstNode;
     int k = e.dstIndex;
@@ -451,7 +451,7 @@ void Graph::Impl::orderPortsErasing(int n, Side side, int index)
         return;
     // Erasing shifts the later ports down by one, away from the indices that
     // their edges' records hold; unconnected ports have no such edges.
-    const std::vector<Port>& ports = node(n).ports(side);
+    const auto ports = node(n).ports(side);
     for (size_t k = size_t(std::max(index, 0)); k < ports.size(); ++k) {
         if (ports[k].source != Graph::kInvalidEdgeRef || !ports[k].destinations.empty()) {
             order.state = OrderState::Stale;

@@ -26,7 +26,7 @@ struct RemovalFrame
 
 // Detaches every port of `ports` from `group` and erases the group's name.
 // Ports of later groups keep their numbers on purpose.
-void eraseGroup(std::vector<Port>& ports, std::vector<QString>& groups, int group)
+void eraseGroup(PortSpan<Port> ports, std::vector<QString>& groups, int group)
 {
     for (Port& port : ports) {
         if (port.group == group)
@@ -74,17 +74,21 @@ void handOut(const std::vector<int>& map, QVector<int>* out)
 // The frame of purge() and compact(), which differ only in what they do to
 // a live node: maps from old slots to new references, `renumberNode(node,
 // nodeMap, edgeMap)` on every live node in slot order, then the ends of
-// every live edge translated, the removed records dropped and the maps
-// handed out.
+// every live edge translated, the removed records dropped (the names of
+// their ports released) and the maps handed out.
 template <typename RenumberNode>
-void renumber(std::vector<Node>& nodes, std::vector<Edge>& edges, QVector<int>* nodeMap, QVector<int>* edgeMap,
-              RenumberNode renumberNode)
+void renumber(std::vector<Node>& nodes, std::vector<Edge>& edges, PortNames& names, QVector<int>* nodeMap,
+              QVector<int>* edgeMap, RenumberNode renumberNode)
 {
     const std::vector<int> nodesTo = buildMap(nodes);
     const std::vector<int> edgesTo = buildMap(edges);
     for (Node& node : nodes) {
-        if (!node.removed)
+        if (!node.removed) {
             renumberNode(node, nodesTo, edgesTo);
+            continue;
+        }
+        for (const Port& port : node.portList.all())
+            names.release(port.name);
     }
     for (Edge& edge : edges) {
         if (edge.removed)
@@ -98,7 +102,7 @@ void renumber(std::vector<Node>& nodes, std::vector<Edge>& edges, QVector<int>* 
     handOut(edgesTo, edgeMap);
 }
 
-void remapPorts(std::vector<Port>& ports, const std::vector<int>& edgeMap)
+void remapPorts(PortSpan<Port> ports, const std::vector<int>& edgeMap)
 {
     for (Port& port : ports) {
         if (port.source != Graph::kInvalidEdgeRef)
@@ -141,9 +145,7 @@ void Graph::removeChildNode(int node)
     const auto enter = [&](int n) {
         entered.mark(n);
         // Inputs, then outputs, each in index order.
-        for (Port& port : d->node(n).inputs)
-            removeEdgesAt(*this, port);
-        for (Port& port : d->node(n).outputs)
+        for (const Port& port : d->node(n).portList.all())
             removeEdgesAt(*this, port);
         stack.push_back(RemovalFrame{n, 0, int(d->node(n).children.size())});
     };
@@ -183,8 +185,9 @@ void Graph::Impl::removePort(int n, Side side, int i)
         return;
     changed();
     orderPortsErasing(n, side, i);
-    std::vector<Port>& ports = node(n).ports(side);
-    ports.erase(ports.begin() + i);
+    PortList& ports = node(n).portList;
+    portNames.release(ports.ports(side)[size_t(i)].name);
+    ports.erase(side, i);
 }
 
 void Graph::Impl::removeGroup(int n, Side side, int g)
@@ -227,10 +230,9 @@ void Graph::purge(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
     d->changed();
     d->orderInvalidate(); // references and edge kinds may all change
-    renumber(d->nodes, d->edges, nodeMap, edgeMap,
+    renumber(d->nodes, d->edges, d->portNames, nodeMap, edgeMap,
              [](Node& node, const std::vector<int>& nodesTo, const std::vector<int>& edgesTo) {
-                 remapPorts(node.inputs, edgesTo);
-                 remapPorts(node.outputs, edgesTo);
+                 remapPorts(node.portList.all(), edgesTo);
                  // Position k receives the new reference of old slot k, not of
                  // the child stored there; callers rely on this as it is. A
                  // position with no slot of its own (possible once earlier
@@ -258,7 +260,7 @@ void translateList(IndexList& refs, const std::vector<int>& map)
     refs.resize(kept);
 }
 
-void translatePorts(std::vector<Port>& ports, const std::vector<int>& edgeMap)
+void translatePorts(PortSpan<Port> ports, const std::vector<int>& edgeMap)
 {
     for (Port& port : ports) {
         if (port.source != Graph::kInvalidEdgeRef)
@@ -278,10 +280,9 @@ void Graph::compact(QVector<int>* nodeMap, QVector<int>* edgeMap)
 {
     d->changed();
     d->orderInvalidate(); // every reference may change
-    renumber(d->nodes, d->edges, nodeMap, edgeMap,
+    renumber(d->nodes, d->edges, d->portNames, nodeMap, edgeMap,
              [](Node& node, const std::vector<int>& nodesTo, const std::vector<int>& edgesTo) {
-                 translatePorts(node.inputs, edgesTo);
-                 translatePorts(node.outputs, edgesTo);
+                 translatePorts(node.portList.all(), edgesTo);
                  translateList(node.children, nodesTo);
                  node.parent = mapped(nodesTo, node.parent);
              });

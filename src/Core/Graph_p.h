@@ -5,6 +5,7 @@
 #include <ZrnCore/Graph.h>
 
 #include "IndexList_p.h"
+#include "Ports_p.h"
 #include "Visited_p.h"
 
 #include <QtCore/QString>
@@ -18,23 +19,6 @@
 namespace Morvane {
 namespace Zrn {
 
-// One input or output of a node.
-struct Port
-{
-    QString name;
-    int source = -1;        // edge feeding this port, -1 if none
-    IndexList destinations; // edges leaving this port, oldest first
-    int group = -1;         // group of the same side, -1 if none
-};
-
-// The two sides of a node: its inputs with its input groups, and its
-// outputs with its output groups. The operations on the two sides are one
-// implementation each, parameterised by the side.
-enum class Side : std::uint8_t {
-    Input,
-    Output,
-};
-
 // The group names of a node, by side. Few nodes have groups, so a node
 // holds them behind a pointer that stays null until its first group.
 struct GroupNames
@@ -46,16 +30,19 @@ struct GroupNames
 struct Node
 {
     QString name;
+    PortList portList;                      // inputs, then outputs
+    std::unique_ptr<GroupNames> groupNames; // null while the node has no group
     int parent = -1;
     int value = -1;
-    std::vector<Port> inputs;
-    std::vector<Port> outputs;
-    std::unique_ptr<GroupNames> groupNames; // null while the node has no group
-    IndexList children;                     // in order of addition
+    IndexList children; // in order of addition
     bool removed = false;
 
-    std::vector<Port>& ports(Side side) { return side == Side::Input ? inputs : outputs; }
-    const std::vector<Port>& ports(Side side) const { return side == Side::Input ? inputs : outputs; }
+    PortSpan<Port> ports(Side side) { return portList.ports(side); }
+    PortSpan<const Port> ports(Side side) const { return portList.ports(side); }
+    PortSpan<Port> inputs() { return portList.ports(Side::Input); }
+    PortSpan<const Port> inputs() const { return portList.ports(Side::Input); }
+    PortSpan<Port> outputs() { return portList.ports(Side::Output); }
+    PortSpan<const Port> outputs() const { return portList.ports(Side::Output); }
     // The group names of one side; the writable form makes the node's
     // GroupNames when it has none yet.
     std::vector<QString>& groups(Side side)
@@ -95,7 +82,7 @@ inline bool inRange(int index, size_t size)
 // Removes the edge feeding `port`, then every edge leaving it, last first:
 // what disconnectInput() does to an input, and removal to every port of a
 // removed node. `port` must belong to `graph`.
-void removeEdgesAt(Graph& graph, Port& port);
+void removeEdgesAt(Graph& graph, const Port& port);
 
 // Which creating operation made an edge, for the producer order's hooks.
 enum class EdgeMade : std::uint8_t {
@@ -159,6 +146,7 @@ struct Graph::Impl
 {
     std::vector<Node> nodes;
     std::vector<Edge> edges;
+    PortNames portNames;
     ProducerOrder order;
     // Advanced by every mutating operation that changes something, so that
     // users of the graph can tell cheaply whether it may have changed.

@@ -51,7 +51,7 @@ QList<QByteArray> graphvizLines(const Graph& graph)
             continue;
         const QByteArray source = quoted(g.node(node).name);
         printed.clear();
-        for (const Port& output : g.node(node).outputs) {
+        for (const Port& output : g.node(node).outputs()) {
             for (int edge : output.destinations) {
                 if (!inRange(edge, g.edges.size()))
                     continue;

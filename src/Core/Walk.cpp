@@ -115,7 +115,7 @@ bool Graph::precedes(int a, int b, bool throughHierarchy) const
             continue;
         s.visited.mark(n);
 
-        const int count = int(record->inputs.size());
+        const int count = int(record->inputs().size());
         for (int i = 0; i < count; ++i) {
             int m = n;
             int k = i;
