@@ -139,7 +139,7 @@ void checkOrder(const Graph& g)
         return;
     ZRN_FUZZ_CHECK(d.order.rank.size() == d.nodes.size());
     for (int n = 0; n < g.numNodesGlobal(); ++n) {
-        for (int i = 0; i < int(d.nodes[size_t(n)].inputs.size()); ++i) {
+        for (int i = 0; i < int(d.nodes[size_t(n)].inputs().size()); ++i) {
             const int p = d.producerOf(n, i);
             if (p >= 0 && p != n) {
                 ZRN_FUZZ_CHECK(d.order.rank[size_t(p)] < d.order.rank[size_t(n)]);

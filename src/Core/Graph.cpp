@@ -509,7 +509,7 @@ namespace {
 // One field of `edge`, read by `field`, or -1 when `edge` is outside the
 // storage.
 template <typename Field>
-int edgeField(const std::vector<Edge>& edges, int edge, Field field)
+int edgeField(const EdgeRecords& edges, int edge, Field field)
 {
     Q_ASSERT_X(inRange(edge, edges.size()), Q_FUNC_INFO, "edge reference out of range");
     return inRange(edge, edges.size()) ? field(edges[size_t(edge)]) : -1;

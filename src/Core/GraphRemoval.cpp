@@ -44,8 +44,8 @@ int mapped(const std::vector<int>& map, int ref)
 
 // Builds the map from old slots to new references: -1 for a removed record,
 // otherwise the number of live records before it.
-template <typename Record>
-std::vector<int> buildMap(const std::vector<Record>& records)
+template <typename Records>
+std::vector<int> buildMap(const Records& records)
 {
     std::vector<int> map(records.size(), -1);
     int counter = 0;
@@ -58,11 +58,10 @@ std::vector<int> buildMap(const std::vector<Record>& records)
 
 // The last steps of purge() and compact(): the removed records go, the live
 // ones keep their order.
-template <typename Record>
-void eraseRemoved(std::vector<Record>& records)
+template <typename Records>
+void eraseRemoved(Records& records)
 {
-    records.erase(std::remove_if(records.begin(), records.end(), [](const Record& r) { return r.removed; }),
-                  records.end());
+    records.eraseIf([](const auto& r) { return r.removed; });
 }
 
 void handOut(const std::vector<int>& map, QVector<int>* out)
@@ -77,8 +76,8 @@ void handOut(const std::vector<int>& map, QVector<int>* out)
 // every live edge translated, the removed records dropped (the names of
 // their ports released) and the maps handed out.
 template <typename RenumberNode>
-void renumber(std::vector<Node>& nodes, std::vector<Edge>& edges, PortNames& names, QVector<int>* nodeMap,
-              QVector<int>* edgeMap, RenumberNode renumberNode)
+void renumber(NodeRecords& nodes, EdgeRecords& edges, PortNames& names, QVector<int>* nodeMap, QVector<int>* edgeMap,
+              RenumberNode renumberNode)
 {
     const std::vector<int> nodesTo = buildMap(nodes);
     const std::vector<int> edgesTo = buildMap(edges);

@@ -4,6 +4,7 @@
 
 #include <ZrnCore/Graph.h>
 
+#include "ChunkedArray_p.h"
 #include "IndexList_p.h"
 #include "Ports_p.h"
 #include "Visited_p.h"
@@ -141,11 +142,17 @@ struct Pairing
     int toGroup = -1;
 };
 
+// The node and edge records, by reference: arrays that grow a chunk of 256
+// records at a time, so that growing moves no record and holds no room
+// beyond the last chunk.
+using NodeRecords = ChunkedArray<Node, 8>;
+using EdgeRecords = ChunkedArray<Edge, 8>;
+
 // The whole storage of a Graph. Records refer to one another by index only.
 struct Graph::Impl
 {
-    std::vector<Node> nodes;
-    std::vector<Edge> edges;
+    NodeRecords nodes;
+    EdgeRecords edges;
     PortNames portNames;
     ProducerOrder order;
     // Advanced by every mutating operation that changes something, so that
