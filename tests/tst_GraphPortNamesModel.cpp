@@ -465,6 +465,14 @@ class GraphPortNamesModel : public ::testing::TestWithParam<std::uint32_t>
 {
 };
 
+std::vector<QString> inputNames(const Graph& g, int node)
+{
+    std::vector<QString> names;
+    for (int i = 0; i < g.numInputs(node); ++i)
+        names.push_back(g.inputName(node, i));
+    return names;
+}
+
 } // namespace
 
 TEST_P(GraphPortNamesModel, NamesAndLookupsFollowEveryEdit)
@@ -477,3 +485,167 @@ TEST_P(GraphPortNamesModel, NamesAndLookupsFollowEveryEdit)
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, GraphPortNamesModel, ::testing::Values(1u, 7u, 2026u));
+
+// A removed node's port keeps its name until purge() or compact() drops the
+// node, even when it is the last port of that name: names that come after
+// do not take its place, and the purge lets go of it exactly once.
+TEST(GraphPortNamesEdges, RemovedNodeHoldsItsNamesUntilDropped)
+{
+    for (const bool purge : {true, false}) {
+        Graph g;
+        const int gone = g.addNode(QStringLiteral("gone"), 0, 0, Graph::kRootNodeRef);
+        const int kept = g.addNode(QStringLiteral("kept"), 0, 0, Graph::kRootNodeRef);
+        g.addInput(gone, QStringLiteral("p"), -1);
+        g.addInput(kept, QStringLiteral("p"), -1);
+        g.removeNode(gone);
+        g.setInputName(kept, 0, QStringLiteral("q")); // `gone` alone has "p" now
+        g.addInput(kept, QStringLiteral("r"), -1);
+        g.addInput(kept, QStringLiteral("s"), -1);
+        EXPECT_EQ(g.findInput(kept, QStringLiteral("p")), -1);
+        if (purge)
+            g.purge();
+        else
+            g.compact();
+        const int k = 1; // `kept` follows the root
+        g.addInput(k, QStringLiteral("t"), -1);
+        g.addInput(k, QStringLiteral("p"), -1);
+        const std::vector<QString> expected{QStringLiteral("q"), QStringLiteral("r"), QStringLiteral("s"),
+                                            QStringLiteral("t"), QStringLiteral("p")};
+        EXPECT_EQ(inputNames(g, k), expected) << (purge ? "purge" : "compact");
+        EXPECT_EQ(g.findInput(k, QStringLiteral("p")), 4);
+        EXPECT_EQ(g.findInput(k, QStringLiteral("t")), 3);
+    }
+}
+
+// Renaming a port to the name it has keeps the name, even for its only
+// holder; null and empty names given by rename read back as given.
+TEST(GraphPortNamesEdges, RenameToOwnNameNullAndEmpty)
+{
+    Graph g;
+    const int n = g.addNode(QStringLiteral("n"), 1, 0, Graph::kRootNodeRef);
+    g.setInputName(n, 0, QStringLiteral("only"));
+    g.setInputName(n, 0, QStringLiteral("only"));
+    g.addInput(n, QStringLiteral("other"), -1);
+    EXPECT_EQ(g.inputName(n, 0), QStringLiteral("only"));
+    EXPECT_EQ(g.findInput(n, QStringLiteral("only")), 0);
+
+    g.setInputName(n, 0, QLatin1String(""));
+    EXPECT_FALSE(g.inputName(n, 0).isNull());
+    EXPECT_TRUE(g.inputName(n, 0).isEmpty());
+    EXPECT_EQ(g.findInput(n, QStringLiteral("only")), -1);
+    EXPECT_EQ(g.findInput(n, QString()), 0);
+
+    g.setInputName(n, 0, QString());
+    EXPECT_TRUE(g.inputName(n, 0).isNull());
+    EXPECT_EQ(g.findInput(n, QLatin1String("")), 0);
+
+    // The empty name once let go, and taken again by another port.
+    g.setInputName(n, 1, QLatin1String(""));
+    EXPECT_FALSE(g.inputName(n, 1).isNull());
+    EXPECT_TRUE(g.inputName(n, 0).isNull());
+    g.setInputName(n, 0, QStringLiteral("x"));
+    EXPECT_EQ(g.findInput(n, QString()), 1);
+}
+
+// Thousands of distinct names, most of them then let go and followed by as
+// many new ones: every port still reads back and is found by its own name.
+TEST(GraphPortNamesEdges, ManyDistinctNamesComeAndGo)
+{
+    Graph g;
+    const int n = g.addNode(QStringLiteral("n"), 0, 0, Graph::kRootNodeRef);
+    const int count = 3000;
+    for (int i = 0; i < count; ++i)
+        g.addOutput(n, QStringLiteral("first%1").arg(i), -1);
+    for (int i = 0; i < count; i += 2)
+        g.setOutputName(n, i, QStringLiteral("shared"));
+    for (int i = count - 1; i >= 0; i -= 3)
+        g.removeOutput(n, i);
+    const int kept = g.numOutputs(n);
+    for (int i = 0; i < count; ++i)
+        g.addOutput(n, QStringLiteral("second%1").arg(i), -1);
+
+    // The outputs kept, in order: what was at index i survives when
+    // (count - 1 - i) % 3 != 0.
+    std::vector<QString> expected;
+    for (int i = 0; i < count; ++i) {
+        if ((count - 1 - i) % 3 != 0)
+            expected.push_back(i % 2 == 0 ? QStringLiteral("shared") : QStringLiteral("first%1").arg(i));
+    }
+    ASSERT_EQ(int(expected.size()), kept);
+    for (int i = 0; i < count; ++i)
+        expected.push_back(QStringLiteral("second%1").arg(i));
+    ASSERT_EQ(g.numOutputs(n), int(expected.size()));
+    for (int k = 0; k < g.numOutputs(n); ++k) {
+        ASSERT_EQ(g.outputName(n, k), expected[size_t(k)]) << k;
+        ASSERT_EQ(g.findOutput(n, expected[size_t(k)]), firstIndex(expected, expected[size_t(k)])) << k;
+    }
+    EXPECT_EQ(g.findOutput(n, QStringLiteral("shared")), 0); // output 0, renamed and kept
+    EXPECT_EQ(g.findOutput(n, QStringLiteral("first1")), 1);
+    EXPECT_EQ(g.findOutput(n, QStringLiteral("first2")), -1);    // renamed to "shared"
+    EXPECT_EQ(g.findOutput(n, QStringLiteral("first2999")), -1); // removed
+}
+
+// A document read into a graph brings its own names: the names the graph
+// held before are gone with its old content, and a refused document leaves
+// the names as they were.
+TEST(GraphPortNamesEdges, DocumentReadReplacesTheNames)
+{
+    Graph source;
+    const int a = source.addNode(QStringLiteral("a"), 0, 0, Graph::kRootNodeRef);
+    source.addInput(a, QStringLiteral("from-document"), -1);
+    source.addInput(a, QStringLiteral("shared"), -1);
+    const QByteArray document = writeGraphDocument(source);
+
+    Graph g;
+    const int b = g.addNode(QStringLiteral("b"), 0, 0, Graph::kRootNodeRef);
+    g.addInput(b, QStringLiteral("shared"), -1);
+    g.addInput(b, QStringLiteral("before"), -1);
+    EXPECT_FALSE(readGraphDocument(QByteArray("{"), g));
+    EXPECT_EQ(inputNames(g, b), (std::vector<QString>{QStringLiteral("shared"), QStringLiteral("before")}));
+    EXPECT_EQ(g.findInput(b, QStringLiteral("before")), 1);
+
+    ASSERT_TRUE(readGraphDocument(document, g));
+    const int n = 1;
+    EXPECT_EQ(inputNames(g, n), (std::vector<QString>{QStringLiteral("from-document"), QStringLiteral("shared")}));
+    EXPECT_EQ(g.findInput(n, QStringLiteral("before")), -1);
+    EXPECT_EQ(g.findInput(n, QStringLiteral("shared")), 1);
+
+    // Edits after the read share and let go of names as in any graph.
+    g.setInputName(n, 0, QStringLiteral("shared"));
+    EXPECT_EQ(g.findInput(n, QStringLiteral("from-document")), -1);
+    EXPECT_EQ(g.findInput(n, QStringLiteral("shared")), 0);
+    g.removeInput(n, 0);
+    EXPECT_EQ(g.findInput(n, QStringLiteral("shared")), 0);
+    g.addInput(n, QStringLiteral("from-document"), -1);
+    EXPECT_EQ(g.findInput(n, QStringLiteral("from-document")), 1);
+    // The source graph is untouched by all this.
+    EXPECT_EQ(source.findInput(a, QStringLiteral("from-document")), 0);
+}
+
+// Pairings across levels match the null and the empty name with each other,
+// as pairings between siblings do.
+TEST(GraphPortNamesEdges, NullAndEmptyPairAcrossLevels)
+{
+    Graph g;
+    const int child = g.addNode(QStringLiteral("child"), 1, 1, Graph::kRootNodeRef); // null names
+    g.addInput(Graph::kRootNodeRef, QLatin1String(""), -1);
+    g.addOutput(Graph::kRootNodeRef, QLatin1String(""), -1);
+
+    g.connectDownByName(child);
+    ASSERT_EQ(g.numEdgesGlobal(), 1);
+    EXPECT_TRUE(g.isDownEdge(0));
+    EXPECT_EQ(g.inputSource(child, 0), 0);
+    EXPECT_EQ(g.inputDestination(Graph::kRootNodeRef, 0, 0), 0);
+
+    g.connectUpByName(child);
+    ASSERT_EQ(g.numEdgesGlobal(), 2);
+    EXPECT_TRUE(g.isUpEdge(1));
+    EXPECT_EQ(g.outputSource(Graph::kRootNodeRef, 0), 1);
+    EXPECT_EQ(g.outputDestination(child, 0, 0), 1);
+
+    // And by name, either way round.
+    const int sibling = g.addNode(QStringLiteral("sibling"), 0, 0, Graph::kRootNodeRef);
+    g.addInput(sibling, QLatin1String(""), -1);
+    const int other = g.addNode(QStringLiteral("other"), 0, 1, Graph::kRootNodeRef);
+    EXPECT_EQ(g.addEdgeByName(other, QLatin1String(""), sibling, QString()), 2);
+}
