@@ -8,6 +8,8 @@
 
 #include <QtCore/QString>
 
+#include <limits>
+#include <new>
 #include <vector>
 
 using Morvane::Zrn::Port;
@@ -111,6 +113,19 @@ TEST(PortList, ErasureClosesTheGapOnItsSideOnly)
     EXPECT_TRUE(list.all().empty());
     appendMarked(list, Side::Output, 7);
     EXPECT_EQ(groupsOf(list, Side::Output), (std::vector<int>{7}));
+}
+
+// A count that would take the node past the ports an int can count is
+// refused before anything is allocated or written, and the list stays.
+TEST(PortList, CountBeyondAnIntThrowsAndLeavesTheListAlone)
+{
+    PortList list;
+    appendMarked(list, Side::Input, 4);
+    EXPECT_THROW(list.append(Side::Output, std::numeric_limits<int>::max()), std::bad_alloc);
+    EXPECT_EQ(groupsOf(list, Side::Input), std::vector<int>{4});
+    EXPECT_EQ(list.count(Side::Output), 0);
+    list.append(Side::Output, 2);
+    EXPECT_EQ(list.count(Side::Output), 2);
 }
 
 TEST(PortList, MoveLeavesTheSourceEmpty)

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <new>
 #include <utility>
 #include <vector>
@@ -168,10 +169,14 @@ public:
 
     // Appends `count` default ports to `side`; a count of 0 or less appends
     // none.
+    // More ports than an int counts cannot be allocated: such a request
+    // throws std::bad_alloc, as a failed allocation of that many does.
     void append(Side side, int count)
     {
         if (count <= 0)
             return;
+        if (count > kMaxPorts - total())
+            throw std::bad_alloc();
         reserve(total() + count);
         for (int k = 0; k < count; ++k)
             insertAt(side == Side::Input ? m_numInputs : total(), side);
@@ -179,8 +184,11 @@ public:
     // Appends one default port to `side` and returns it.
     Port& append(Side side)
     {
-        if (total() == m_capacity)
-            reserve(std::max(2, m_capacity * 2));
+        if (total() == m_capacity) {
+            if (total() == kMaxPorts)
+                throw std::bad_alloc();
+            reserve(m_capacity > kMaxPorts / 2 ? kMaxPorts : std::max(2, m_capacity * 2));
+        }
         const int at = side == Side::Input ? m_numInputs : total();
         insertAt(at, side);
         return m_ports[at];
@@ -196,6 +204,8 @@ public:
     }
 
 private:
+    static constexpr int kMaxPorts = std::numeric_limits<int>::max();
+
     int first(Side side) const { return side == Side::Input ? 0 : m_numInputs; }
     int total() const { return m_numInputs + m_numOutputs; }
     // Makes a default port at position `at` (at most total()), moving the
