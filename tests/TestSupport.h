@@ -106,6 +106,24 @@ inline std::vector<int> outputDestinations(const Morvane::Zrn::Graph& g, int nod
     return result;
 }
 
+/// The names of a node's inputs, in their order.
+inline std::vector<QString> inputNames(const Morvane::Zrn::Graph& g, int node)
+{
+    std::vector<QString> names;
+    for (int i = 0; i < g.numInputs(node); ++i)
+        names.push_back(g.inputName(node, i));
+    return names;
+}
+
+/// The names of a node's outputs, in their order.
+inline std::vector<QString> outputNames(const Morvane::Zrn::Graph& g, int node)
+{
+    std::vector<QString> names;
+    for (int o = 0; o < g.numOutputs(node); ++o)
+        names.push_back(g.outputName(node, o));
+    return names;
+}
+
 // ---------------------------------------------------------------- fuzz replays
 
 // The bytes of a fuzz input as lowercase hex, for failure messages that let

@@ -4,32 +4,19 @@
 
 #include <ZrnCore/Graph.h>
 
+#include "TestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <QtCore/QString>
-#include <QtCore/QStringList>
+
+#include <vector>
 
 using Morvane::Zrn::Graph;
 
-namespace {
-
-QStringList inputNames(const Graph& g, int node)
-{
-    QStringList names;
-    for (int i = 0; i < g.numInputs(node); ++i)
-        names << g.inputName(node, i);
-    return names;
-}
-
-QStringList outputNames(const Graph& g, int node)
-{
-    QStringList names;
-    for (int i = 0; i < g.numOutputs(node); ++i)
-        names << g.outputName(node, i);
-    return names;
-}
-
-} // namespace
+using Names = std::vector<QString>;
+using ZrnTest::inputNames;
+using ZrnTest::outputNames;
 
 TEST(GraphPortNames, RenamingOnePortLeavesItsNamesakesAlone)
 {
@@ -41,8 +28,8 @@ TEST(GraphPortNames, RenamingOnePortLeavesItsNamesakesAlone)
     g.addOutput(m, QStringLiteral("x"), -1);
 
     g.setInputName(n, 0, QStringLiteral("y"));
-    EXPECT_EQ(inputNames(g, n), (QStringList{QStringLiteral("y"), QStringLiteral("x")}));
-    EXPECT_EQ(outputNames(g, m), QStringList{QStringLiteral("x")});
+    EXPECT_EQ(inputNames(g, n), (Names{QStringLiteral("y"), QStringLiteral("x")}));
+    EXPECT_EQ(outputNames(g, m), Names{QStringLiteral("x")});
     EXPECT_EQ(g.findInput(n, QStringLiteral("x")), 1);
     EXPECT_EQ(g.findInput(n, QStringLiteral("y")), 0);
     EXPECT_EQ(g.findOutput(m, QStringLiteral("y")), -1);
@@ -60,15 +47,15 @@ TEST(GraphPortNames, NameNoPortHoldsAnyMoreIsNotFound)
     // A new name after the old one was let go, then the old one again.
     g.addInput(n, QStringLiteral("d"), -1);
     g.addInput(n, QStringLiteral("a"), -1);
-    EXPECT_EQ(inputNames(g, n), (QStringList{QStringLiteral("c"), QStringLiteral("d"), QStringLiteral("a")}));
-    EXPECT_EQ(outputNames(g, n), QStringList{QStringLiteral("b")});
+    EXPECT_EQ(inputNames(g, n), (Names{QStringLiteral("c"), QStringLiteral("d"), QStringLiteral("a")}));
+    EXPECT_EQ(outputNames(g, n), Names{QStringLiteral("b")});
     EXPECT_EQ(g.findInput(n, QStringLiteral("a")), 2);
 
     g.removeInput(n, 0);
     EXPECT_EQ(g.findInput(n, QStringLiteral("c")), -1);
     g.addOutput(n, QStringLiteral("e"), -1);
-    EXPECT_EQ(inputNames(g, n), (QStringList{QStringLiteral("d"), QStringLiteral("a")}));
-    EXPECT_EQ(outputNames(g, n), (QStringList{QStringLiteral("b"), QStringLiteral("e")}));
+    EXPECT_EQ(inputNames(g, n), (Names{QStringLiteral("d"), QStringLiteral("a")}));
+    EXPECT_EQ(outputNames(g, n), (Names{QStringLiteral("b"), QStringLiteral("e")}));
 }
 
 // A removed node keeps its ports and their names until purge() drops it;
@@ -88,8 +75,8 @@ TEST(GraphPortNames, PurgeKeepsTheNamesOfTheNodesThatStay)
     ASSERT_EQ(g.nodeName(k), QStringLiteral("kept"));
     g.addInput(k, QStringLiteral("p"), -1);
     g.addOutput(k, QStringLiteral("r"), -1);
-    EXPECT_EQ(inputNames(g, k), (QStringList{QStringLiteral("q"), QStringLiteral("p")}));
-    EXPECT_EQ(outputNames(g, k), QStringList{QStringLiteral("r")});
+    EXPECT_EQ(inputNames(g, k), (Names{QStringLiteral("q"), QStringLiteral("p")}));
+    EXPECT_EQ(outputNames(g, k), Names{QStringLiteral("r")});
     EXPECT_EQ(g.findInput(k, QStringLiteral("p")), 1);
     EXPECT_EQ(g.findOutput(k, QStringLiteral("q")), -1);
 }

@@ -26,6 +26,7 @@
 #include <vector>
 
 using Morvane::Zrn::Graph;
+using ZrnTest::inputNames;
 
 namespace {
 
@@ -464,14 +465,6 @@ private:
 class GraphPortNamesModel : public ::testing::TestWithParam<std::uint32_t>
 {
 };
-
-std::vector<QString> inputNames(const Graph& g, int node)
-{
-    std::vector<QString> names;
-    for (int i = 0; i < g.numInputs(node); ++i)
-        names.push_back(g.inputName(node, i));
-    return names;
-}
 
 } // namespace
 
