@@ -89,6 +89,23 @@ TEST(PortList, InputAddedAfterOutputsKeepsEveryPortAndItsEdges)
     EXPECT_TRUE(inputs[2].destinations.empty());
 }
 
+// Default inputs appended all at once also go before the outputs.
+TEST(PortList, InputsAppendedByCountGoBeforeTheOutputs)
+{
+    PortList list;
+    appendMarked(list, Side::Input, 0);
+    appendMarked(list, Side::Output, 10, {7, 8, 9});
+    appendMarked(list, Side::Output, 11);
+    list.append(Side::Input, 3);
+    EXPECT_EQ(groupsOf(list, Side::Input), (std::vector<int>{0, -1, -1, -1}));
+    EXPECT_EQ(groupsOf(list, Side::Output), (std::vector<int>{10, 11}));
+    const auto outputs = list.ports(Side::Output);
+    EXPECT_EQ(std::vector<int>(outputs[0].destinations.begin(), outputs[0].destinations.end()),
+              (std::vector<int>{7, 8, 9}));
+    list.append(Side::Output, 1);
+    EXPECT_EQ(groupsOf(list, Side::Output), (std::vector<int>{10, 11, -1}));
+}
+
 TEST(PortList, ErasureClosesTheGapOnItsSideOnly)
 {
     PortList list;

@@ -178,8 +178,16 @@ public:
         if (count > kMaxPorts - total())
             throw std::bad_alloc();
         reserve(total() + count);
+        const int end = total();
         for (int k = 0; k < count; ++k)
-            insertAt(side == Side::Input ? m_numInputs : total(), side);
+            new (m_ports + end + k) Port();
+        if (side == Side::Input) {
+            // The new ports go before the outputs, which move on together.
+            std::rotate(m_ports + m_numInputs, m_ports + end, m_ports + end + count);
+            m_numInputs += count;
+        } else {
+            m_numOutputs += count;
+        }
     }
     // Appends one default port to `side` and returns it.
     Port& append(Side side)
