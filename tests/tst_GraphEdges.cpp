@@ -301,6 +301,44 @@ TEST(GraphEdges, AfterItsLastUpEdgeGoesAnOutputAcceptsARegularEdge)
     EXPECT_EQ(g.inputSource(f.s, 0), 1);
 }
 
+TEST(GraphEdges, OutputOfANodeThatFeedsItsParentKeepsTakingRegularEdges)
+{
+    // C feeds P from output 0; its output 1 goes across to S, then to T.
+    ChildWithSibling f(2);
+    Graph& g = f.g;
+    const int t = g.addNode(QStringLiteral("t"), 1, 0, f.p);
+    ASSERT_EQ(g.addUpEdge(0, f.c, 0), 0);
+    EXPECT_EQ(g.addEdge(f.c, 1, f.s, 0), 1);
+    EXPECT_EQ(g.addEdge(f.c, 1, t, 0), 2);
+    EXPECT_EQ(outputDestinations(g, f.c, 1), (std::vector<int>{1, 2}));
+    // Output 0 still refuses, as its first destination goes up.
+    const int u = g.addNode(QStringLiteral("u"), 1, 0, f.p);
+    EXPECT_TRUE(refusedWithoutChange(g, [&] { return g.addEdge(f.c, 0, u, 0); }));
+}
+
+TEST(GraphEdges, RemovedEdgeThatItsOutputStillListsRefusesFurtherEdges)
+{
+    // Erasing A's output 0 moves output 1 into its place; edge 0 keeps its
+    // source index 1, so removing it later finds no port 1 to take it from.
+    // The removed edge stays first on A's output 0, and no regular edge
+    // leads from there any more.
+    Graph g;
+    const int a = g.addNode(QStringLiteral("a"), 0, 2, 0);
+    const int b = g.addNode(QStringLiteral("b"), 1, 0, 0);
+    const int c = g.addNode(QStringLiteral("c"), 1, 0, 0);
+    ASSERT_EQ(g.addEdge(a, 1, b, 0), 0);
+    g.removeOutput(a, 0);
+    g.removeEdge(0);
+    EXPECT_FALSE(g.isValidEdge(0));
+    EXPECT_EQ(g.edgeSourceIndex(0), 1);
+    EXPECT_EQ(g.inputSource(b, 0), -1);
+    EXPECT_EQ(outputDestinations(g, a, 0), std::vector<int>{0});
+    EXPECT_TRUE(refusedWithoutChange(g, [&] { return g.addEdge(a, 0, c, 0); }));
+    // B's input is free again and takes an edge from a fresh source.
+    const int d = g.addNode(QStringLiteral("d"), 0, 1, 0);
+    EXPECT_EQ(g.addEdge(d, 0, b, 0), 1);
+}
+
 TEST(GraphEdges, OccupiedInputIsRefusedAlsoWhenTheEdgeWouldCloseACycle)
 {
     // Both the first and the last refusal apply; either way nothing changes.

@@ -135,7 +135,7 @@ int Graph::addNode(const QString& name, int numInputs, int numOutputs, int paren
     ZRN_ASSERT_NODE(parent);
     if (!d->inStorage(parent))
         return kInvalidNodeRef;
-    d->changed();
+    d->grew();
     const int ref = int(d->nodes.size());
     Node node;
     node.name = name;
@@ -215,7 +215,7 @@ void Graph::setNodeName(int node, const QString& name)
 {
     ZRN_ASSERT_NODE(node);
     if (Node* n = d->nodeAt(node)) {
-        d->changed();
+        d->grew();
         n->name = name;
     }
 }
@@ -231,7 +231,7 @@ void Graph::setNodeValue(int node, int value)
 {
     ZRN_ASSERT_NODE(node);
     if (Node* n = d->nodeAt(node)) {
-        d->changed();
+        d->grew();
         n->value = value;
     }
 }
@@ -261,7 +261,7 @@ int Graph::Impl::addPort(int n, Side side, const QString& name, int group)
     Node* owner = nodeAt(n);
     if (!owner)
         return -1;
-    changed();
+    grew();
     Port& port = owner->portList.append(side);
     port.name = portNames.acquire(name);
     port.group = group;
@@ -274,7 +274,7 @@ int Graph::Impl::addGroup(int n, Side side, const QString& name)
     Node* owner = nodeAt(n);
     if (!owner)
         return kInvalidGroupRef;
-    changed();
+    grew();
     owner->groups(side).push_back(name);
     return int(owner->groups(side).size()) - 1;
 }
@@ -316,7 +316,7 @@ void Graph::Impl::setPortName(int n, Side side, int i, const QString& name)
 {
     ZRN_ASSERT_PORT(n, side, i);
     if (Port* port = portAt(n, side, i)) {
-        changed();
+        grew();
         const int old = port->name;
         port->name = portNames.acquire(name);
         portNames.release(old);
@@ -342,7 +342,7 @@ void Graph::Impl::setGroupName(int n, Side side, int g, const QString& name)
     ZRN_ASSERT_GROUP(n, side, g);
     Node* owner = nodeAt(n);
     if (owner && inRange(g, std::as_const(*owner).groups(side).size())) {
-        changed();
+        grew();
         owner->groups(side)[size_t(g)] = name;
     }
 }
@@ -612,8 +612,9 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     if (in.source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
     {
-        const IndexList& out = d->node(srcNode).outputs()[size_t(srcOutput)].destinations;
-        if (!out.empty() && !isRegularEdge(out.front()))
+        const Node& src = d->node(srcNode);
+        const IndexList& out = src.outputs()[size_t(srcOutput)].destinations;
+        if (!out.empty() && !d->firstDestinationKnownRegular(src) && !isRegularEdge(out.front()))
             return kInvalidEdgeRef;
     }
     // The order of producers proves most edges free of cycles; where it
@@ -621,7 +622,7 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     if (!d->orderProvesNoPath(srcNode, dstNode) && precedes(dstNode, srcNode, true))
         return kInvalidEdgeRef;
 
-    d->changed();
+    d->grew();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{srcNode, srcOutput, dstNode, dstInput, false});
     d->node(srcNode).outputs()[size_t(srcOutput)].destinations.push_back(id);
@@ -643,7 +644,7 @@ int Graph::addDownEdge(int parentInput, int childNode, int childInput)
     if (in.source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
 
-    d->changed();
+    d->grew();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{parent, parentInput, childNode, childInput, false});
     d->node(parent).inputs()[size_t(parentInput)].destinations.push_back(id);
@@ -669,10 +670,11 @@ int Graph::addUpEdge(int parentOutput, int childNode, int childOutput)
             return kInvalidEdgeRef;
     }
 
-    d->changed();
+    d->grew();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{childNode, childOutput, parent, parentOutput, false});
     d->node(childNode).outputs()[size_t(childOutput)].destinations.push_back(id);
+    d->node(childNode).fedUpEdge = true;
     d->node(parent).outputs()[size_t(parentOutput)].source = id;
     d->orderEdgeAdded(id, EdgeMade::Up);
     return id;

@@ -37,6 +37,8 @@ struct Node
     int value = -1;
     IndexList children; // in order of addition
     bool removed = false;
+    // Set for good once addUpEdge() makes an edge leave one of its outputs.
+    bool fedUpEdge = false;
 
     PortSpan<Port> ports(Side side) { return portList.ports(side); }
     PortSpan<const Port> ports(Side side) const { return portList.ports(side); }
@@ -158,8 +160,26 @@ struct Graph::Impl
     // Advanced by every mutating operation that changes something, so that
     // users of the graph can tell cheaply whether it may have changed.
     quint64 revision = 0;
+    // True while every edit since the graph was made only added nodes, ports,
+    // groups or edges, or renamed or set values: nothing was removed, erased
+    // or renumbered. Then an output's first destination is the first edge
+    // made from it, still live, with its ends and their parents as they were
+    // when it was made; so when its node never fed an up edge, that first
+    // edge is a regular one without a look at it (see addEdge()).
+    bool onlyAdded = true;
 
-    void changed() { ++revision; }
+    // An edit that may take away, erase or renumber something.
+    void changed()
+    {
+        ++revision;
+        onlyAdded = false;
+    }
+    // An edit that only adds or renames.
+    void grew() { ++revision; }
+    // Whether the first destination of each output of `n` that has one is
+    // certainly a regular edge, as isRegularEdge() would answer after
+    // reading it. False means only that the edge must be read.
+    bool firstDestinationKnownRegular(const Node& n) const { return onlyAdded && !n.fedUpEdge; }
 
     bool validNode(int n) const { return n >= 0 && n < int(nodes.size()) && !nodes[size_t(n)].removed; }
     bool validEdge(int e) const { return e >= 0 && e < int(edges.size()) && !edges[size_t(e)].removed; }
