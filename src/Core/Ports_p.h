@@ -9,8 +9,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <new>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -140,13 +142,22 @@ private:
     int m_size;
 };
 
-// The ports of one node, its inputs followed by its outputs, in one block
-// of the heap (none while the node has no port). A node with two inputs and
-// one output thus takes one allocation of three ports.
+// The ports of one node, its inputs followed by its outputs. Up to three
+// ports (a node with two inputs and one output, the commonest shape) are
+// kept inside the list itself, so that such a node allocates nothing for
+// them and reading one of them costs no access beyond the node's record;
+// a node with more ports keeps all of them, in the same order, in one block
+// of the heap. Erasing ports never brings them back inside.
+//
+// Layout: m_bytes holds either the ports in place or, copied in bytewise,
+// the pointer to the heap block; a capacity above kInPlace says which.
 class PortList
 {
 public:
-    PortList() noexcept = default;
+    // The room in place stays uninitialised: ports are made in it as they
+    // are appended. Not defaulted: a const list would then need an
+    // initialiser.
+    PortList() noexcept { } // NOLINT(modernize-use-equals-default): see above
     PortList(const PortList&) = delete;
     PortList& operator=(const PortList&) = delete;
     PortList(PortList&& other) noexcept { take(other); }
@@ -161,11 +172,11 @@ public:
     ~PortList() { release(); }
 
     int count(Side side) const { return side == Side::Input ? m_numInputs : m_numOutputs; }
-    PortSpan<Port> ports(Side side) { return PortSpan<Port>(m_ports + first(side), count(side)); }
-    PortSpan<const Port> ports(Side side) const { return PortSpan<const Port>(m_ports + first(side), count(side)); }
+    PortSpan<Port> ports(Side side) { return PortSpan<Port>(data() + first(side), count(side)); }
+    PortSpan<const Port> ports(Side side) const { return PortSpan<const Port>(data() + first(side), count(side)); }
     // Every port, inputs first.
-    PortSpan<Port> all() { return PortSpan<Port>(m_ports, total()); }
-    PortSpan<const Port> all() const { return PortSpan<const Port>(m_ports, total()); }
+    PortSpan<Port> all() { return PortSpan<Port>(data(), total()); }
+    PortSpan<const Port> all() const { return PortSpan<const Port>(data(), total()); }
 
     // Appends `count` default ports to `side`; a count of 0 or less appends
     // none.
@@ -178,12 +189,13 @@ public:
         if (count > kMaxPorts - total())
             throw std::bad_alloc();
         reserve(total() + count);
+        Port* ports = data();
         const int end = total();
         for (int k = 0; k < count; ++k)
-            new (m_ports + end + k) Port();
+            new (ports + end + k) Port();
         if (side == Side::Input) {
             // The new ports go before the outputs, which move on together.
-            std::rotate(m_ports + m_numInputs, m_ports + end, m_ports + end + count);
+            std::rotate(ports + m_numInputs, ports + end, ports + end + count);
             m_numInputs += count;
         } else {
             m_numOutputs += count;
@@ -195,78 +207,128 @@ public:
         if (total() == m_capacity) {
             if (total() == kMaxPorts)
                 throw std::bad_alloc();
-            reserve(m_capacity > kMaxPorts / 2 ? kMaxPorts : std::max(2, m_capacity * 2));
+            reserve(m_capacity > kMaxPorts / 2 ? kMaxPorts : m_capacity * 2);
         }
         const int at = side == Side::Input ? m_numInputs : total();
         insertAt(at, side);
-        return m_ports[at];
+        return data()[at];
     }
     // Erases port `index` of `side`, which must exist.
     void erase(Side side, int index)
     {
         Q_ASSERT(index >= 0 && index < count(side));
-        Port* at = m_ports + first(side) + index;
-        std::move(at + 1, m_ports + total(), at);
-        m_ports[total() - 1].~Port();
+        Port* ports = data();
+        Port* at = ports + first(side) + index;
+        std::move(at + 1, ports + total(), at);
+        ports[total() - 1].~Port();
         --(side == Side::Input ? m_numInputs : m_numOutputs);
     }
 
 private:
     static constexpr int kMaxPorts = std::numeric_limits<int>::max();
+    static constexpr int kInPlace = 3;
 
     int first(Side side) const { return side == Side::Input ? 0 : m_numInputs; }
     int total() const { return m_numInputs + m_numOutputs; }
+    bool onHeap() const { return m_capacity > kInPlace; }
+    // What the room in place holds while the ports are on the heap.
+    struct HeapBlock
+    {
+        Port* ports;
+    };
+    // The first port of the heap block; only meaningful when onHeap().
+    Port* heap() const
+    {
+        HeapBlock block;
+        std::memcpy(&block, m_bytes, sizeof block);
+        return block.ports;
+    }
+    Port* inPlace() { return std::launder(reinterpret_cast<Port*>(m_bytes)); }
+    const Port* inPlace() const { return std::launder(reinterpret_cast<const Port*>(m_bytes)); }
+    Port* data() { return onHeap() ? heap() : inPlace(); }
+    const Port* data() const { return onHeap() ? heap() : inPlace(); }
     // Makes a default port at position `at` (at most total()), moving the
     // ports from there one place on; the capacity must allow one more.
     void insertAt(int at, Side side)
     {
         Q_ASSERT(total() < m_capacity && at <= total());
-        Port* end = m_ports + total();
+        Port* ports = data();
+        Port* end = ports + total();
         if (at == total()) {
             new (end) Port();
         } else {
             new (end) Port(std::move(end[-1]));
-            std::move_backward(m_ports + at, end - 1, end);
-            m_ports[at] = Port();
+            std::move_backward(ports + at, end - 1, end);
+            ports[at] = Port();
         }
         ++(side == Side::Input ? m_numInputs : m_numOutputs);
     }
+    // Moves the ports to a heap block of `capacity` ports, when that is more
+    // than the list holds now.
     void reserve(int capacity)
     {
         if (capacity <= m_capacity)
             return;
         Port* grown = static_cast<Port*>(::operator new(sizeof(Port) * size_t(capacity)));
+        Port* ports = data();
         const int count = total();
         for (int k = 0; k < count; ++k) {
-            new (grown + k) Port(std::move(m_ports[k]));
-            m_ports[k].~Port();
+            new (grown + k) Port(std::move(ports[k]));
+            ports[k].~Port();
         }
-        ::operator delete(m_ports);
-        m_ports = grown;
+        if (onHeap())
+            ::operator delete(ports);
+        const HeapBlock block{grown};
+        std::memcpy(m_bytes, &block, sizeof block);
         m_capacity = capacity;
     }
+    // Destroys every port and frees the heap block, if any; the list is then
+    // empty and in place.
     void release()
     {
+        Port* ports = data();
         const int count = total();
         for (int k = 0; k < count; ++k)
-            m_ports[k].~Port();
-        ::operator delete(m_ports);
-        m_ports = nullptr;
-        m_numInputs = m_numOutputs = m_capacity = 0;
+            ports[k].~Port();
+        if (onHeap())
+            ::operator delete(ports);
+        m_numInputs = m_numOutputs = 0;
+        m_capacity = kInPlace;
     }
-    void take(PortList& other)
+    // Moves the content of `other` into this list, which must be empty and
+    // in place, and leaves `other` empty and in place. A heap block changes
+    // hands; ports in place are moved one by one, as each may own a heap
+    // block of destinations.
+    void take(PortList& other) noexcept
     {
-        m_ports = std::exchange(other.m_ports, nullptr);
+        Q_ASSERT(total() == 0 && !onHeap());
+        if (other.onHeap()) {
+            std::memcpy(m_bytes, other.m_bytes, sizeof(HeapBlock));
+        } else {
+            Port* from = other.inPlace();
+            Port* to = inPlace();
+            const int count = other.total();
+            for (int k = 0; k < count; ++k) {
+                new (to + k) Port(std::move(from[k]));
+                from[k].~Port();
+            }
+        }
         m_numInputs = std::exchange(other.m_numInputs, 0);
         m_numOutputs = std::exchange(other.m_numOutputs, 0);
-        m_capacity = std::exchange(other.m_capacity, 0);
+        m_capacity = std::exchange(other.m_capacity, kInPlace);
     }
 
-    Port* m_ports = nullptr;
     int m_numInputs = 0;
     int m_numOutputs = 0;
-    int m_capacity = 0;
+    int m_capacity = kInPlace;
+    alignas(Port) unsigned char m_bytes[kInPlace * sizeof(Port)];
+
+    static_assert(sizeof(HeapBlock) <= sizeof(m_bytes), "a heap pointer fits in the room in place");
 };
+
+static_assert(std::is_nothrow_move_constructible<Port>::value, "ports in place move without throwing");
+static_assert(sizeof(PortList) == 3 * sizeof(int) + 3 * sizeof(Port) && alignof(PortList) == 4,
+              "the list takes its three counts and the room of three ports");
 
 } // namespace Zrn
 } // namespace Morvane
