@@ -14,6 +14,8 @@
 //    iteration (see there); compare the per-node costs across N and with
 //    the build whose cycle tests have nothing to search.
 //  - BM_GraphBytes: heap bytes per node and per edge of a layered graph.
+//  - BM_DependentLoads: the machine's time for one random read in a working
+//    set the size of that graph, the reference for the shuffled build.
 //  - BM_FindNodeLastChild, BM_ConnectByName100: findNode among many
 //    children, connectByName between two nodes of 100 ports.
 
@@ -393,6 +395,47 @@ BENCHMARK(BM_GraphBytes)
         ZrnBench::addSizes(b, {1000, 100000});
     })
     ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+// The machine's price of one random read in a working set as large as the
+// layered graph of N nodes (192 bytes per node, about what its nodes, ports
+// and edges take): a chain of dependent loads, each from a 64-byte line
+// picked at random, so that no load can start before the one before it
+// ends. Not a library operation: the reference for how much building that
+// graph in a random order may grow with N, since every addEdge() reads the
+// records of both ends at places the edge before gave no hint of, and its
+// decision waits for those reads.
+// Counter: per_load, the time of one load.
+void BM_DependentLoads(benchmark::State& state)
+{
+    const int count = int(state.range(0));
+    struct alignas(64) Line
+    {
+        size_t next;
+    };
+    const size_t lines = size_t(count) * 192 / sizeof(Line);
+    std::vector<size_t> order(lines);
+    for (size_t k = 0; k < lines; ++k)
+        order[k] = k;
+    std::shuffle(order.begin(), order.end(), std::mt19937(20261123));
+    std::vector<Line> memory(lines);
+    for (size_t k = 0; k < lines; ++k)
+        memory[order[k]].next = order[(k + 1) % lines];
+    const size_t steps = 1 << 20;
+    size_t at = order[0];
+    for (auto _ : state) {
+        for (size_t k = 0; k < steps; ++k)
+            at = memory[at].next;
+        benchmark::DoNotOptimize(at);
+    }
+    state.counters["per_load"] = benchmark::Counter(double(state.iterations()) * steps,
+                                                    benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["working_set_bytes"] = double(lines * sizeof(Line));
+}
+BENCHMARK(BM_DependentLoads)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 10000, 100000});
+    })
     ->Unit(benchmark::kMillisecond);
 
 // ---------------------------------------------------------------- searching
