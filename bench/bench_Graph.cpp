@@ -32,6 +32,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <vector>
 
@@ -415,8 +416,7 @@ void BM_DependentLoads(benchmark::State& state)
     };
     const size_t lines = size_t(count) * 192 / sizeof(Line);
     std::vector<size_t> order(lines);
-    for (size_t k = 0; k < lines; ++k)
-        order[k] = k;
+    std::iota(order.begin(), order.end(), size_t(0));
     std::shuffle(order.begin(), order.end(), std::mt19937(20261123));
     std::vector<Line> memory(lines);
     for (size_t k = 0; k < lines; ++k)
