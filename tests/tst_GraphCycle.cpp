@@ -175,6 +175,48 @@ TEST(GraphCycle, EdgesMadeInsideGroupsFollowTheValueAcrossLevels)
     EXPECT_EQ(g.numEdgesGlobal(), 5);
 }
 
+// A regular edge out of an output that an up edge feeds carries the value
+// of the child below: the node it feeds is fed by that child, not by the
+// group. Here the order must learn C -> X from G -> X, or it later "proves"
+// that D -> C closes no loop although X feeds D through G's input.
+TEST(GraphCycle, EdgeLeavingAnOutputFedFromInsideLinksTheChildThatMakesIt)
+{
+    Graph g;
+    const int grp = addNode(g);
+    const int d = addNode(g, grp);
+    const int x = addNode(g);
+    const int c = addNode(g, grp);
+    EXPECT_EQ(g.addUpEdge(0, c, 0), 0);            // c makes grp's output
+    EXPECT_EQ(addEdgeChecked(g, grp, 0, x, 0), 1); // so c feeds x
+    EXPECT_EQ(addEdgeChecked(g, x, 0, grp, 0), 2); // x feeds grp's input
+    EXPECT_EQ(g.addDownEdge(0, d, 0), 3);          // which d reads
+    EXPECT_TRUE(g.precedes(c, d, true));           // c -> x -> grp -> d
+    EXPECT_EQ(addEdgeChecked(g, d, 0, c, 0), -1);  // would close the loop
+    EXPECT_EQ(g.numEdgesGlobal(), 4);
+}
+
+// A regular edge into an input that down edges hand on feeds the children
+// below as well. Here the order must learn X -> D from X -> G, or it later
+// "proves" that Y -> X closes no loop although Y reads D's value.
+TEST(GraphCycle, EdgeIntoAnInputHandedDownLinksTheChildrenThatReadIt)
+{
+    Graph g;
+    const int grp = addNode(g);
+    g.addInput(grp, QStringLiteral("second"), -1);
+    const int d = addNode(g, grp);
+    const int y = addNode(g);
+    const int w = addNode(g);
+    const int x = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, w, 0, grp, 0), 0);
+    EXPECT_EQ(g.addDownEdge(1, d, 0), 1);          // d reads grp's second input
+    EXPECT_EQ(g.addUpEdge(0, d, 0), 2);            // and makes grp's output
+    EXPECT_EQ(addEdgeChecked(g, x, 0, grp, 1), 3); // so x feeds d
+    EXPECT_EQ(addEdgeChecked(g, grp, 0, y, 0), 4); // and d feeds y
+    EXPECT_TRUE(g.precedes(x, y, true));           // x -> grp -> d -> grp -> y
+    EXPECT_EQ(addEdgeChecked(g, y, 0, x, 0), -1);  // would close the loop
+    EXPECT_EQ(g.numEdgesGlobal(), 5);
+}
+
 TEST(GraphCycle, SeededRandomEditsAgreeWithTheSearch)
 {
     int failures = 0;

@@ -92,6 +92,10 @@ Graph::Graph()
     : d(new Impl)
 {
     d->nodes.emplace_back(); // the root: empty name, parent -1, value -1
+    // A graph of one node and no edge is ordered as it stands: edges added
+    // to a new graph keep the order up to date from the first one on.
+    d->order.state = ProducerOrder::State::Fresh;
+    d->orderNodeAdded(0);
 }
 
 Graph::~Graph() = default;
@@ -544,7 +548,7 @@ bool Graph::isValidEdge(int edge) const
 
 bool Graph::isRegularEdge(int edge) const
 {
-    return d->validEdge(edge) && d->regular(d->edge(edge));
+    return d->liveRegular(edge);
 }
 
 bool Graph::isDownEdge(int edge) const
@@ -601,33 +605,33 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
 {
     Internal::traceAddEdge(*this, srcNode, srcOutput, dstNode, dstInput);
     // Guard: connection by name hands us -1 after a failed lookup.
-    if (!isValidOutput(srcNode, srcOutput) || !isValidInput(dstNode, dstInput))
+    if (!d->validPort(srcNode, Side::Output, srcOutput) || !d->validPort(dstNode, Side::Input, dstInput))
         return kInvalidEdgeRef;
     // Guard: an edge between non-siblings would be misclassified by every
     // later kind test, removeEdge() included.
-    if (d->parentOf(srcNode) != d->parentOf(dstNode))
+    Node& src = d->node(srcNode);
+    Node& dst = d->node(dstNode);
+    if (src.parent != dst.parent)
         return kInvalidEdgeRef;
 
-    Port& in = d->node(dstNode).inputs()[size_t(dstInput)];
+    Port& in = dst.inputs()[size_t(dstInput)];
     if (in.source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
-    {
-        const Node& src = d->node(srcNode);
-        const IndexList& out = src.outputs()[size_t(srcOutput)].destinations;
-        if (!out.empty() && !d->firstDestinationKnownRegular(src) && !isRegularEdge(out.front()))
-            return kInvalidEdgeRef;
-    }
+    Port& out = src.outputs()[size_t(srcOutput)];
+    if (!out.destinations.empty() && !d->firstDestinationKnownRegular(src) && !d->liveRegular(out.destinations.front()))
+        return kInvalidEdgeRef;
     // The order of producers proves most edges free of cycles; where it
-    // cannot, the search decides.
+    // cannot, the search decides. Neither moves a node record, so the
+    // references above stay valid.
     if (!d->orderProvesNoPath(srcNode, dstNode) && precedes(dstNode, srcNode, true))
         return kInvalidEdgeRef;
 
     d->grew();
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{srcNode, srcOutput, dstNode, dstInput, false});
-    d->node(srcNode).outputs()[size_t(srcOutput)].destinations.push_back(id);
-    d->node(dstNode).inputs()[size_t(dstInput)].source = id;
-    d->orderEdgeAdded(id, EdgeMade::Regular);
+    out.destinations.push_back(id);
+    in.source = id;
+    d->orderRegularEdgeAdded(id, srcNode, out, dstNode, dst, in);
     return id;
 }
 

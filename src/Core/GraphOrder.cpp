@@ -263,11 +263,9 @@ void Graph::Impl::rebuildOrder()
 
 // ---------------------------------------------------------------- inserting links
 
-bool Graph::Impl::insertLink(int producer, int consumer)
+bool Graph::Impl::reorderForLink(int producer, int consumer)
 {
     std::vector<int>& rank = order.rank;
-    if (producer == consumer || rank[size_t(producer)] < rank[size_t(consumer)])
-        return true;
 
     // The producer ranks after its new consumer. Only the nodes ranked from
     // the consumer's rank to the producer's can need moving: those fed from
@@ -345,21 +343,7 @@ void Graph::Impl::insertLinks(int producer, const std::vector<int>& consumers)
     }
 }
 
-// ---------------------------------------------------------------- queries and hooks
-
-bool Graph::Impl::orderProvesNoPath(int srcNode, int dstNode)
-{
-    if (order.state == OrderState::Stale)
-        rebuildOrder();
-    return orderProvesNoPathAsIs(srcNode, dstNode);
-}
-
-bool Graph::Impl::orderProvesNoPathAsIs(int srcNode, int dstNode) const
-{
-    // Upstream of srcNode lie only nodes ranked at or below it.
-    return order.state == OrderState::Fresh && inRange(srcNode, order.rank.size())
-        && inRange(dstNode, order.rank.size()) && order.rank[size_t(dstNode)] > order.rank[size_t(srcNode)];
-}
+// ---------------------------------------------------------------- hooks
 
 void Graph::Impl::orderNodeAdded(int n)
 {

@@ -217,6 +217,9 @@ struct Graph::Impl
         return namesSlot(e.srcNode) && namesSlot(e.dstNode) && parentOf(e.srcNode) == parentOf(e.dstNode);
     }
     bool down(const Edge& e) const { return namesSlot(e.dstNode) && e.srcNode == parentOf(e.dstNode); }
+    // Graph::isRegularEdge(): any reference, answered false when it names
+    // no live edge.
+    bool liveRegular(int e) const { return validEdge(e) && regular(edge(e)); }
     bool up(const Edge& e) const { return namesSlot(e.srcNode) && parentOf(e.srcNode) == e.dstNode; }
 
     // Checked access: null when the reference or index lies outside the
@@ -289,11 +292,40 @@ struct Graph::Impl
     // when precedes(dstNode, srcNode, true) is certainly false; it rebuilds a
     // stale order first. orderProvesNoPathAsIs() answers from the order as it
     // stands, without rebuilding, for const callers.
-    bool orderProvesNoPath(int srcNode, int dstNode);
-    bool orderProvesNoPathAsIs(int srcNode, int dstNode) const;
+    bool orderProvesNoPath(int srcNode, int dstNode)
+    {
+        if (order.state == ProducerOrder::State::Stale)
+            rebuildOrder();
+        return orderProvesNoPathAsIs(srcNode, dstNode);
+    }
+    bool orderProvesNoPathAsIs(int srcNode, int dstNode) const
+    {
+        // Upstream of srcNode lie only nodes ranked at or below it.
+        return order.state == ProducerOrder::State::Fresh && inRange(srcNode, order.rank.size())
+            && inRange(dstNode, order.rank.size()) && order.rank[size_t(dstNode)] > order.rank[size_t(srcNode)];
+    }
     // Hooks of the editing operations, called after the edit.
     void orderNodeAdded(int node);
     void orderEdgeAdded(int edge, EdgeMade made);
+    // orderEdgeAdded(id, EdgeMade::Regular) for the edge `id` that addEdge()
+    // just made from `out` of `srcNode` to `in` of `dst` (node `dstNode`).
+    // Without down and up edges at its ends it links the source node to the
+    // fed node and nothing else: producerOf(dstNode, its input) is srcNode
+    // when walkUp() stays at `in` (fed by `id`, which is not a down edge)
+    // and walkDown() stays at `out` (nothing feeds it), and
+    // collectInputConsumers() finds `dst` alone when `in` feeds no edge.
+    // The general hook answers every other case.
+    void orderRegularEdgeAdded(int id, int srcNode, const Port& out, int dstNode, const Node& dst, const Port& in)
+    {
+        if (order.state != ProducerOrder::State::Fresh)
+            return;
+        if (dst.parent != srcNode && out.source == Graph::kInvalidEdgeRef && in.destinations.empty()) {
+            if (!insertLink(srcNode, dstNode))
+                order.state = ProducerOrder::State::LiteralOnly;
+            return;
+        }
+        orderEdgeAdded(id, EdgeMade::Regular);
+    }
     void orderEdgeRemoved(int edge);
     // Called before ports from `index` on are erased from one side of `node`.
     void orderPortsErasing(int node, Side side, int index);
@@ -308,7 +340,14 @@ struct Graph::Impl
     bool collectOutputConsumers(int node, int output, std::vector<int>& out) const;
     bool collectConsumers(int node, std::vector<int>& out) const;
     void insertLinks(int producer, const std::vector<int>& consumers);
-    bool insertLink(int producer, int consumer);
+    // Ranks `producer` below `consumer`, moving what must move; false when
+    // the consumer feeds the producer (a loop). Most links need no move.
+    bool insertLink(int producer, int consumer)
+    {
+        return producer == consumer || order.rank[size_t(producer)] < order.rank[size_t(consumer)]
+            || reorderForLink(producer, consumer);
+    }
+    bool reorderForLink(int producer, int consumer);
 };
 
 // Read access to a graph's records for the library's own code that must see
