@@ -14,8 +14,10 @@
 //    iteration (see there); compare the per-node costs across N and with
 //    the build whose cycle tests have nothing to search.
 //  - BM_GraphBytes: heap bytes per node and per edge of a layered graph.
-//  - BM_DependentLoads: the machine's time for one random read in a working
-//    set the size of that graph, the reference for the shuffled build.
+//  - BM_DependentLoads, BM_IndependentLoads: the machine's time for one
+//    random read in a working set the size of that graph, each read waiting
+//    for the one before or all of them free to overlap: the most and the
+//    least that a read of the shuffled build can cost.
 //  - BM_FindNodeLastChild, BM_ConnectByName100: findNode among many
 //    children, connectByName between two nodes of 100 ports.
 
@@ -31,6 +33,7 @@
 #include <QtCore/QStringList>
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -402,10 +405,8 @@ BENCHMARK(BM_GraphBytes)
 // layered graph of N nodes (192 bytes per node, about what its nodes, ports
 // and edges take): a chain of dependent loads, each from a 64-byte line
 // picked at random, so that no load can start before the one before it
-// ends. Not a library operation: the reference for how much building that
-// graph in a random order may grow with N, since every addEdge() reads the
-// records of both ends at places the edge before gave no hint of, and its
-// decision waits for those reads.
+// ends. Not a library operation: the most that one random read can cost
+// building that graph in a random order, where nothing else is in flight.
 // Counter: per_load, the time of one load.
 void BM_DependentLoads(benchmark::State& state)
 {
@@ -433,6 +434,44 @@ void BM_DependentLoads(benchmark::State& state)
     state.counters["working_set_bytes"] = double(lines * sizeof(Line));
 }
 BENCHMARK(BM_DependentLoads)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 10000, 100000});
+    })
+    ->Unit(benchmark::kMillisecond);
+
+// The same working sets, read at random places known in advance: a list of
+// lines in random order, each line's value added to a sum, so that the
+// processor may have many reads in flight at once, as it may for the
+// records of consecutive edges of a list given in random order. Not a
+// library operation: the least that one random read can cost there.
+// Counter: per_load, the time of one load.
+void BM_IndependentLoads(benchmark::State& state)
+{
+    const int count = int(state.range(0));
+    struct alignas(64) Line
+    {
+        size_t value;
+    };
+    const size_t lines = size_t(count) * 192 / sizeof(Line);
+    std::vector<Line> memory(lines);
+    for (size_t k = 0; k < lines; ++k)
+        memory[k].value = k;
+    const size_t steps = 1 << 20;
+    std::vector<std::uint32_t> order(steps);
+    std::mt19937 random(20261123);
+    for (std::uint32_t& at : order)
+        at = std::uint32_t(random() % lines);
+    for (auto _ : state) {
+        size_t sum = 0;
+        for (std::uint32_t at : order)
+            sum += memory[at].value;
+        benchmark::DoNotOptimize(sum);
+    }
+    state.counters["per_load"] = benchmark::Counter(double(state.iterations()) * steps,
+                                                    benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["working_set_bytes"] = double(lines * sizeof(Line));
+}
+BENCHMARK(BM_IndependentLoads)
     ->Apply([](benchmark::internal::Benchmark* b) {
         ZrnBench::addSizes(b, {1000, 10000, 100000});
     })

@@ -109,13 +109,15 @@ def build_tables(runs, kept):
         lines += ["", "With the allocator keeping freed memory (`GLIBC_TUNABLES`, see Method): every build reuses "
                   "memory already mapped.", ""]
         lines += build_table(kept)
-    loads = [(size, runs.get(f"BM_DependentLoads/{size}")) for size in (1000, 10000, 100000)]
-    loads = [(size, r) for size, r in loads if r and r.get("per_load")]
-    if loads:
-        lines += ["", "One random read that waits for the read before it, in a working set as large as the graph "
-                  "(192 bytes per node), on this machine: "
-                  + ", ".join(f"{fmt(r['per_load'] * 1e9)} ns at {size:,} nodes "
-                              f"({fmt(r['working_set_bytes'] / 1e6, 2)} MB)" for size, r in loads) + "."]
+    for name, what in (("BM_DependentLoads", "One random read that waits for the read before it"),
+                       ("BM_IndependentLoads", "One random read at a place known in advance, free to overlap "
+                                               "with others")):
+        loads = [(size, runs.get(f"{name}/{size}")) for size in (1000, 10000, 100000)]
+        loads = [(size, r) for size, r in loads if r and r.get("per_load")]
+        if loads:
+            lines += ["", f"{what}, in a working set as large as the graph (192 bytes per node), on this machine: "
+                      + ", ".join(f"{fmt(r['per_load'] * 1e9)} ns at {size:,} nodes "
+                                  f"({fmt(r['working_set_bytes'] / 1e6, 2)} MB)" for size, r in loads) + "."]
     return lines
 
 
