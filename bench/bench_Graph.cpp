@@ -401,61 +401,69 @@ BENCHMARK(BM_GraphBytes)
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
 
-// The machine's price of one random read in a working set as large as the
+// The working sets of the two load benchmarks below: as large as the
 // layered graph of N nodes (192 bytes per node, about what its nodes, ports
-// and edges take): a chain of dependent loads, each from a 64-byte line
-// picked at random, so that no load can start before the one before it
-// ends. Not a library operation: the most that one random read can cost
-// building that graph in a random order, where nothing else is in flight.
+// and edges take), in 64-byte lines.
+struct alignas(64) Line
+{
+    size_t word;
+};
+
+size_t linesForNodes(int count)
+{
+    return size_t(count) * 192 / sizeof(Line);
+}
+
+void setLoadCounters(benchmark::State& state, size_t steps, size_t lines)
+{
+    state.counters["per_load"] = benchmark::Counter(double(state.iterations()) * double(steps),
+                                                    benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["working_set_bytes"] = double(lines * sizeof(Line));
+}
+
+void loadSizes(benchmark::internal::Benchmark* b)
+{
+    ZrnBench::addSizes(b, {1000, 10000, 100000});
+}
+
+// The machine's price of one random read in that working set: a chain of
+// dependent loads, each from a line picked at random (its word names the
+// next), so that no load can start before the one before it ends. Not a
+// library operation: the most that one random read can cost building that
+// graph in a random order, where nothing else is in flight.
 // Counter: per_load, the time of one load.
 void BM_DependentLoads(benchmark::State& state)
 {
-    const int count = int(state.range(0));
-    struct alignas(64) Line
-    {
-        size_t next;
-    };
-    const size_t lines = size_t(count) * 192 / sizeof(Line);
+    const size_t lines = linesForNodes(int(state.range(0)));
     std::vector<size_t> order(lines);
     std::iota(order.begin(), order.end(), size_t(0));
     std::shuffle(order.begin(), order.end(), std::mt19937(20261123));
     std::vector<Line> memory(lines);
     for (size_t k = 0; k < lines; ++k)
-        memory[order[k]].next = order[(k + 1) % lines];
+        memory[order[k]].word = order[(k + 1) % lines];
     const size_t steps = 1 << 20;
     size_t at = order[0];
     for (auto _ : state) {
         for (size_t k = 0; k < steps; ++k)
-            at = memory[at].next;
+            at = memory[at].word;
         benchmark::DoNotOptimize(at);
     }
-    state.counters["per_load"] = benchmark::Counter(double(state.iterations()) * steps,
-                                                    benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["working_set_bytes"] = double(lines * sizeof(Line));
+    setLoadCounters(state, steps, lines);
 }
-BENCHMARK(BM_DependentLoads)
-    ->Apply([](benchmark::internal::Benchmark* b) {
-        ZrnBench::addSizes(b, {1000, 10000, 100000});
-    })
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DependentLoads)->Apply(loadSizes)->Unit(benchmark::kMillisecond);
 
 // The same working sets, read at random places known in advance: a list of
-// lines in random order, each line's value added to a sum, so that the
+// lines in random order, each line's word added to a sum, so that the
 // processor may have many reads in flight at once, as it may for the
 // records of consecutive edges of a list given in random order. Not a
 // library operation: the least that one random read can cost there.
 // Counter: per_load, the time of one load.
 void BM_IndependentLoads(benchmark::State& state)
 {
-    const int count = int(state.range(0));
-    struct alignas(64) Line
-    {
-        size_t value;
-    };
-    const size_t lines = size_t(count) * 192 / sizeof(Line);
+    const size_t lines = linesForNodes(int(state.range(0)));
     std::vector<Line> memory(lines);
     for (size_t k = 0; k < lines; ++k)
-        memory[k].value = k;
+        memory[k].word = k;
     const size_t steps = 1 << 20;
     std::vector<std::uint32_t> order(steps);
     std::mt19937 random(20261123);
@@ -464,18 +472,12 @@ void BM_IndependentLoads(benchmark::State& state)
     for (auto _ : state) {
         size_t sum = 0;
         for (std::uint32_t at : order)
-            sum += memory[at].value;
+            sum += memory[at].word;
         benchmark::DoNotOptimize(sum);
     }
-    state.counters["per_load"] = benchmark::Counter(double(state.iterations()) * steps,
-                                                    benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-    state.counters["working_set_bytes"] = double(lines * sizeof(Line));
+    setLoadCounters(state, steps, lines);
 }
-BENCHMARK(BM_IndependentLoads)
-    ->Apply([](benchmark::internal::Benchmark* b) {
-        ZrnBench::addSizes(b, {1000, 10000, 100000});
-    })
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_IndependentLoads)->Apply(loadSizes)->Unit(benchmark::kMillisecond);
 
 // ---------------------------------------------------------------- searching
 
