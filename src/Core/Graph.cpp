@@ -92,10 +92,9 @@ Graph::Graph()
     : d(new Impl)
 {
     d->nodes.emplace_back(); // the root: empty name, parent -1, value -1
-    // A graph of one node and no edge is ordered as it stands: edges added
-    // to a new graph keep the order up to date from the first one on.
-    d->order.state = ProducerOrder::State::Fresh;
-    d->orderNodeAdded(0);
+    // The producer order starts stale and is built at the first addEdge():
+    // kept up to date from the start, every addDownEdge() of a deep
+    // hierarchy would walk up through all the levels above it.
 }
 
 Graph::~Graph() = default;
