@@ -13,6 +13,8 @@
 //  - BM_BuildLayered: a layered graph of N nodes built three ways in each
 //    iteration (see there); compare the per-node costs across N and with
 //    the build whose cycle tests have nothing to search.
+//  - BM_DeepHierarchy: down and up edges through a hierarchy N levels deep;
+//    the per-level costs should stay flat across N.
 //  - BM_GraphBytes: heap bytes per node and per edge of a layered graph.
 //  - BM_DependentLoads, BM_IndependentLoads: the machine's time for one
 //    random read in a working set the size of that graph, each read waiting
@@ -351,6 +353,57 @@ void BM_BuildLayered(benchmark::State& state)
     state.counters["shuffled_x"] = seconds[1] / seconds[2];
 }
 BENCHMARK(BM_BuildLayered)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 10000, 100000});
+    })
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+// A hierarchy N levels deep, each level the only child of the one above,
+// with one input and one output per node, built after a first regular edge
+// at the top (so that every edit keeps the producer order up to date):
+//  - down: each level made and its input handed down from the level above;
+//  - up: then every level's output handed up to the level above, from the
+//    bottom level up, while nothing reads the top's output yet.
+// Each iteration builds one such graph; counters: nanoseconds per level of
+// each part. Both stay flat as N grows when no new edge walks through the
+// levels above or below it.
+void BM_DeepHierarchy(benchmark::State& state)
+{
+    const int depth = int(state.range(0));
+    double downSeconds = 0.0;
+    double upSeconds = 0.0;
+    std::vector<int> levels;
+    levels.reserve(size_t(depth) + 1);
+    int refused = 0;
+    for (auto _ : state) {
+        auto g = std::make_unique<Graph>();
+        const int a = g->addNode(QStringLiteral("a"), 1, 1, Graph::kRootNodeRef);
+        const int top = g->addNode(QStringLiteral("top"), 1, 1, Graph::kRootNodeRef);
+        refused += g->addEdge(a, 0, top, 0) == Graph::kInvalidEdgeRef;
+        levels.assign(1, top);
+        const double start = ZrnBench::threadSeconds();
+        for (int level = 1; level <= depth; ++level) {
+            const int n = g->addNode(QStringLiteral("n"), 1, 1, levels.back());
+            refused += g->addDownEdge(0, n, 0) == Graph::kInvalidEdgeRef;
+            levels.push_back(n);
+        }
+        const double handedDown = ZrnBench::threadSeconds();
+        for (int level = depth; level >= 1; --level)
+            refused += g->addUpEdge(0, levels[size_t(level)], 0) == Graph::kInvalidEdgeRef;
+        const double handedUp = ZrnBench::threadSeconds();
+        downSeconds += handedDown - start;
+        upSeconds += handedUp - handedDown;
+        state.SetIterationTime(handedUp - start);
+        g.reset();
+    }
+    if (refused != 0)
+        state.SkipWithError("an edge of the hierarchy was refused");
+    const double levelsBuilt = double(state.iterations()) * depth;
+    state.counters["down_ns"] = downSeconds * 1e9 / levelsBuilt;
+    state.counters["up_ns"] = upSeconds * 1e9 / levelsBuilt;
+}
+BENCHMARK(BM_DeepHierarchy)
     ->Apply([](benchmark::internal::Benchmark* b) {
         ZrnBench::addSizes(b, {1000, 10000, 100000});
     })

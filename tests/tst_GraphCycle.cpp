@@ -217,6 +217,57 @@ TEST(GraphCycle, EdgeIntoAnInputHandedDownLinksTheChildrenThatReadIt)
     EXPECT_EQ(g.numEdgesGlobal(), 5);
 }
 
+// A down edge into a child that ranks before its parent must link the
+// child to the producer of the parent's input. Here P ranks after M, which
+// feeds it, and C ranks before M; the order must learn M -> C, or it later
+// "proves" that Y -> M closes no loop although Y reads C's value.
+TEST(GraphCycle, DownEdgeIntoAChildRankedBeforeItsParentLinksTheChild)
+{
+    Graph g;
+    const int e = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, e, 0, addNode(g), 0), 0);
+    const int p = g.addNode(QStringLiteral("p"), 2, 1, Graph::kRootNodeRef);
+    const int c = addNode(g, p);
+    const int y = addNode(g);
+    const int m = addNode(g);
+    const int x = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, x, 0, p, 1), 1); // p now ranks after m
+    EXPECT_EQ(addEdgeChecked(g, m, 0, p, 0), 2);
+    EXPECT_EQ(g.addUpEdge(0, c, 0), 3);           // c makes p's output
+    EXPECT_EQ(addEdgeChecked(g, p, 0, y, 0), 4);  // so c feeds y
+    EXPECT_EQ(g.addDownEdge(0, c, 0), 5);         // and m feeds c
+    EXPECT_TRUE(g.precedes(m, y, true));          // m -> p -> c -> p -> y
+    EXPECT_EQ(addEdgeChecked(g, y, 0, m, 0), -1); // would close the loop
+    EXPECT_EQ(g.numEdgesGlobal(), 6);
+}
+
+// A down edge into an input that already hands its value further down feeds
+// the grandchildren below as well. Here the order must learn M -> D, or it
+// later "proves" that X -> M closes no loop although X reads D's value. The
+// down edge itself closes a loop (m -> c -> d -> x -> m), which only
+// addEdge() refuses; from then on the search answers.
+TEST(GraphCycle, DownEdgeIntoAnInputHandedFurtherDownLinksTheGrandchildren)
+{
+    Graph g;
+    const int m = g.addNode(QStringLiteral("m"), 2, 1, Graph::kRootNodeRef);
+    const int x = addNode(g);
+    const int p = addNode(g);
+    const int c = g.addNode(QStringLiteral("c"), 2, 1, p);
+    const int d = addNode(g, c);
+    const int z = addNode(g, p);
+    EXPECT_EQ(addEdgeChecked(g, m, 0, p, 0), 0);
+    EXPECT_EQ(g.addDownEdge(0, d, 0), 1);        // d reads c's first input
+    EXPECT_EQ(g.addUpEdge(0, d, 0), 2);          // and makes c's output
+    EXPECT_EQ(g.addUpEdge(0, c, 0), 3);          // which makes p's output
+    EXPECT_EQ(addEdgeChecked(g, p, 0, x, 0), 4); // so d feeds x
+    EXPECT_EQ(addEdgeChecked(g, x, 0, m, 0), 5); // and x feeds m
+    EXPECT_EQ(addEdgeChecked(g, z, 0, c, 1), 6); // c now ranks after p
+    EXPECT_EQ(g.addDownEdge(0, c, 0), 7);        // m -> p -> c -> d
+    EXPECT_TRUE(g.precedes(m, x, true));
+    EXPECT_EQ(addEdgeChecked(g, x, 0, m, 1), -1); // m -> ... -> d -> x
+    EXPECT_EQ(g.numEdgesGlobal(), 8);
+}
+
 TEST(GraphCycle, SeededRandomEditsAgreeWithTheSearch)
 {
     int failures = 0;
@@ -299,6 +350,58 @@ TEST(GraphCycle, NodeAddedUnderTheStaleChildThatNamesItsSlotMakesAParentLoop)
     EXPECT_EQ(addEdgeChecked(g, 3, 0, c, 0), 2);
     EXPECT_EQ(addEdgeChecked(g, c, 0, b, 0), -1); // b -> 3 -> c
     EXPECT_EQ(g.numEdgesGlobal(), 3);
+}
+
+// Once a first regular edge has been made, every later edit keeps the order
+// up to date. A hierarchy a hundred thousand levels deep, each level's input
+// handed down from the level above as the level is made, must then be built
+// without a walk up through the levels above each new down edge: the test
+// would take hours if each one walked.
+TEST(GraphCycle, HierarchyHandedDownAHundredThousandLevelsAfterAFirstEdge)
+{
+    constexpr int kDepth = 100000;
+    Graph g;
+    const int a = addNode(g);
+    const int top = g.addNode(QStringLiteral("top"), 2, 1, Graph::kRootNodeRef);
+    EXPECT_EQ(addEdgeChecked(g, a, 0, top, 0), 0);
+    std::vector<int> levels{top};
+    for (int level = 1; level <= kDepth; ++level) {
+        const int n = g.addNode(QStringLiteral("n"), 2, 1, levels.back());
+        ASSERT_EQ(g.addDownEdge(0, n, 0), level);
+        levels.push_back(n);
+    }
+    const int bottom = levels.back();
+    const int b = addNode(g, levels[size_t(kDepth - 1)]);
+    EXPECT_TRUE(g.precedes(a, bottom, true)); // a -> top -> ... -> bottom
+    EXPECT_EQ(addEdgeChecked(g, bottom, 0, b, 0), kDepth + 1);
+    EXPECT_EQ(addEdgeChecked(g, b, 0, bottom, 1), -1); // bottom -> b -> bottom
+    EXPECT_EQ(addEdgeChecked(g, top, 0, a, 0), -1);    // a -> top -> a
+    EXPECT_EQ(g.numEdgesGlobal(), kDepth + 2);
+}
+
+// The same depth with outputs handed up, from the bottom level up to the
+// top, while nothing reads them yet: no new up edge may walk down through
+// the levels below it. Then the top's output carries the bottom's value.
+TEST(GraphCycle, HierarchyHandedUpAHundredThousandLevelsAfterAFirstEdge)
+{
+    constexpr int kDepth = 100000;
+    Graph g;
+    const int a = addNode(g);
+    const int top = addNode(g);
+    const int b = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, a, 0, top, 0), 0);
+    std::vector<int> levels{top};
+    for (int level = 1; level <= kDepth; ++level)
+        levels.push_back(addNode(g, levels.back()));
+    for (int level = kDepth; level >= 1; --level)
+        ASSERT_EQ(g.addUpEdge(0, levels[size_t(level)], 0), 1 + kDepth - level);
+    const int bottom = levels.back();
+    EXPECT_EQ(addEdgeChecked(g, top, 0, b, 0), kDepth + 1);
+    EXPECT_TRUE(g.precedes(bottom, b, true)); // b reads the bottom's value
+    EXPECT_FALSE(g.precedes(top, b, true));   // not the top's own
+    EXPECT_FALSE(g.precedes(a, b, true));     // nor anything that feeds the top
+    EXPECT_EQ(addEdgeChecked(g, b, 0, a, 0), kDepth + 2);
+    EXPECT_EQ(g.numEdgesGlobal(), kDepth + 3);
 }
 
 } // namespace

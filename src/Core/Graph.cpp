@@ -651,8 +651,8 @@ int Graph::addDownEdge(int parentInput, int childNode, int childInput)
     const int id = int(d->edges.size());
     d->edges.push_back(Edge{parent, parentInput, childNode, childInput, false});
     d->node(parent).inputs()[size_t(parentInput)].destinations.push_back(id);
-    d->node(childNode).inputs()[size_t(childInput)].source = id;
-    d->orderEdgeAdded(id, EdgeMade::Down);
+    in.source = id;
+    d->orderDownEdgeAdded(id, parent, childNode, in);
     return id;
 }
 

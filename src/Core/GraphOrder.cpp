@@ -378,11 +378,16 @@ void Graph::Impl::orderEdgeAdded(int id, EdgeMade made)
     bool collected = true;
     if (made == EdgeMade::Up) {
         // Whatever read the parent output now reads the child's producer.
+        // The readers come first: when there are none, the walk down to the
+        // producer (through every level of a hierarchy built from the bottom
+        // up) is not needed.
+        collected = collectOutputConsumers(e.dstNode, e.dstIndex, consumers);
+        if (collected && consumers.empty())
+            return;
         int m = e.dstNode;
         int k = e.dstIndex;
         walkDown(m, k);
         producer = m;
-        collected = collectOutputConsumers(e.dstNode, e.dstIndex, consumers);
     } else {
         // The fed input, and the inputs below it fed through down edges, now
         // read the value that reaches this input, if a regular edge brings one.
