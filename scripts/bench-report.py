@@ -166,6 +166,12 @@ def other_table(runs):
         if r:
             lines.append(f"| removeNode of every other node, then purge | {size:,} nodes | {fmt(ns(r) / 1e6, 2)} ms "
                          f"| {fmt(r['remove_ns'])} ns per removal, {fmt(r['purge_ns'])} ns per node purged | |")
+    for size in (1000, 100000):
+        r = runs.get(f"BM_DeepHierarchy/{size}/manual_time")
+        if r:
+            lines.append(f"| down edges from the top, then up edges from the bottom | {size:,} levels "
+                         f"| {fmt(ns(r) / 1e6, 2)} ms | {fmt(r['down_ns'])} ns per level and down edge, "
+                         f"{fmt(r['up_ns'])} ns per up edge | |")
     r = runs.get("BM_ConnectByName/100")
     if r:
         lines.append(f"| connectByName | 100 ports each | {fmt(ns(r, 'cpu_time') / 1e3)} µs "
