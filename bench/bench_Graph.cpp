@@ -14,7 +14,7 @@
 //    iteration (see there); compare the per-node costs across N and with
 //    the build whose cycle tests have nothing to search.
 //  - BM_DeepHierarchy: down and up edges through a hierarchy N levels deep;
-//    the per-level costs should stay flat across N.
+//    the per-level costs should grow with N no more than memory costs do.
 //  - BM_GraphBytes: heap bytes per node and per edge of a layered graph.
 //  - BM_DependentLoads, BM_IndependentLoads: the machine's time for one
 //    random read in a working set the size of that graph, each read waiting
@@ -366,7 +366,8 @@ BENCHMARK(BM_BuildLayered)
 //  - up: then every level's output handed up to the level above, from the
 //    bottom level up, while nothing reads the top's output yet.
 // Each iteration builds one such graph; counters: nanoseconds per level of
-// each part. Both stay flat as N grows when no new edge walks through the
+// each part. Both grow with N only as the memory's costs do (records no
+// longer in the cache, fresh pages) when no new edge walks through the
 // levels above or below it.
 void BM_DeepHierarchy(benchmark::State& state)
 {

@@ -355,8 +355,8 @@ TEST(GraphCycle, NodeAddedUnderTheStaleChildThatNamesItsSlotMakesAParentLoop)
 // Once a first regular edge has been made, every later edit keeps the order
 // up to date. A hierarchy a hundred thousand levels deep, each level's input
 // handed down from the level above as the level is made, must then be built
-// without a walk up through the levels above each new down edge: the test
-// would take hours if each one walked.
+// without a walk up through the levels above each new down edge, which
+// made this build quadratic in the depth (46 s in an optimised test build).
 TEST(GraphCycle, HierarchyHandedDownAHundredThousandLevelsAfterAFirstEdge)
 {
     constexpr int kDepth = 100000;
