@@ -33,6 +33,7 @@
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QVector>
 
 #include <algorithm>
 #include <cstdint>
@@ -295,7 +296,18 @@ int buildNodesThenEdges(Graph& g, int count, const std::vector<LayeredEdge>& edg
     return refused;
 }
 
-// Each iteration builds the same layered graph three times, each timed on
+// All nodes first, then the edges of `edges` in one addEdges() call.
+int buildNodesThenEdgeList(Graph& g, int count, const QVector<Graph::EdgeEnds>& edges)
+{
+    for (int k = 0; k < count; ++k)
+        addLayeredNode(g);
+    int refused = 0;
+    for (int id : g.addEdges(edges))
+        refused += id == Graph::kInvalidEdgeRef;
+    return refused;
+}
+
+// Each iteration builds the same layered graph four times, each timed on
 // its own, and destroys the graphs outside the timed parts:
 //  - forward: every node's two edges added right after the node;
 //  - shuffled: all nodes, then the same edges in a fixed random order;
@@ -305,7 +317,9 @@ int buildNodesThenEdges(Graph& g, int count, const std::vector<LayeredEdge>& edg
 //    node: the same records as the forward build (the same nodes, ports and
 //    edges, with the edge references numbered in the other order) without
 //    the cost of searching. The public interface has no build without a
-//    cycle test; this is the nearest to one.
+//    cycle test; this is the nearest to one;
+//  - shuffled list: all nodes, then the shuffled edges in one addEdges()
+//    call, which reads the records of later edges ahead.
 // Counters: nanoseconds per node of each build, and forward_x, shuffled_x,
 // the ratios of those builds to the baseline; page faults per node of each
 // build (memory the allocator takes fresh from the system, see
@@ -317,18 +331,24 @@ void BM_BuildLayered(benchmark::State& state)
     std::vector<LayeredEdge> shuffled = forward;
     std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(20261123));
     const std::vector<LayeredEdge> backward(forward.rbegin(), forward.rend());
+    QVector<Graph::EdgeEnds> shuffledList;
+    shuffledList.reserve(int(shuffled.size()));
+    for (const LayeredEdge& e : shuffled)
+        shuffledList.append({e.src, 0, e.dst, e.input});
 
-    double seconds[3] = {};
-    long long faults[3] = {};
+    double seconds[4] = {};
+    long long faults[4] = {};
     int refused = 0;
     for (auto _ : state) {
         double forwardSeconds = 0.0;
-        for (int way = 0; way < 3; ++way) {
+        for (int way = 0; way < 4; ++way) {
             auto g = std::make_unique<Graph>();
             const long long faultsBefore = ZrnBench::threadPageFaults();
             const double start = ZrnBench::threadSeconds();
             if (way == 0)
                 refused += buildForward(*g, count, forward);
+            else if (way == 3)
+                refused += buildNodesThenEdgeList(*g, count, shuffledList);
             else
                 refused += buildNodesThenEdges(*g, count, way == 1 ? shuffled : backward);
             const double elapsed = ZrnBench::threadSeconds() - start;
@@ -346,9 +366,11 @@ void BM_BuildLayered(benchmark::State& state)
     state.counters["forward_ns"] = seconds[0] * 1e9 / nodes;
     state.counters["shuffled_ns"] = seconds[1] * 1e9 / nodes;
     state.counters["baseline_ns"] = seconds[2] * 1e9 / nodes;
+    state.counters["shuffled_list_ns"] = seconds[3] * 1e9 / nodes;
     state.counters["forward_faults"] = double(faults[0]) / nodes;
     state.counters["shuffled_faults"] = double(faults[1]) / nodes;
     state.counters["baseline_faults"] = double(faults[2]) / nodes;
+    state.counters["shuffled_list_faults"] = double(faults[3]) / nodes;
     state.counters["forward_x"] = seconds[0] / seconds[2];
     state.counters["shuffled_x"] = seconds[1] / seconds[2];
 }

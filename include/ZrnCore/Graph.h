@@ -237,6 +237,23 @@ public:
     /// the edge would close a cycle (precedes(dstNode, srcNode, true), which
     /// also refuses a node feeding itself).
     int addEdge(int srcNode, int srcOutput, int dstNode, int dstInput);
+    /// The four arguments of one addEdge() call, for addEdges(). A default
+    /// one names no node, and addEdges() refuses it.
+    struct EdgeEnds
+    {
+        int srcNode = kInvalidNodeRef;
+        int srcOutput = -1;
+        int dstNode = kInvalidNodeRef;
+        int dstInput = -1;
+    };
+    /// addEdge() of each of `edges`, in their order, and the result of each
+    /// call in that order: the new edge's reference or kInvalidEdgeRef. The
+    /// graph ends as the same calls one by one would leave it, refusals and
+    /// their log lines included. While it makes one edge it has the
+    /// processor fetch the records of the edges a few places on, so that a
+    /// long list of edges between nodes far apart in a large graph waits for
+    /// memory less than the single calls do.
+    QVector<int> addEdges(const QVector<EdgeEnds>& edges);
     /// Creates a down edge from input `parentInput` of parentNode(childNode)
     /// to input `childInput` of `childNode` and returns it. Returns
     /// kInvalidEdgeRef and changes nothing when `childNode` is not a live

@@ -634,6 +634,27 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     return id;
 }
 
+QVector<int> Graph::addEdges(const QVector<EdgeEnds>& edges)
+{
+    // How many edges ahead the records are fetched: far enough for a read
+    // from memory to arrive while the edges before it are made, near
+    // enough for the lines not to be evicted again first.
+    constexpr int kAhead = 8;
+    QVector<int> made;
+    made.reserve(edges.size());
+    const int count = int(edges.size());
+    for (int k = 0; k < count; ++k) {
+        if (k + kAhead < count) {
+            const EdgeEnds& later = edges[k + kAhead];
+            d->prefetchNode(later.srcNode);
+            d->prefetchNode(later.dstNode);
+        }
+        const EdgeEnds& e = edges[k];
+        made.append(addEdge(e.srcNode, e.srcOutput, e.dstNode, e.dstInput));
+    }
+    return made;
+}
+
 int Graph::addDownEdge(int parentInput, int childNode, int childInput)
 {
     Internal::traceAddDownEdge(*this, parentInput, childNode, childInput);

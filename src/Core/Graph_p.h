@@ -76,6 +76,20 @@ struct Edge
 };
 static_assert(sizeof(Edge) == 16, "an edge record takes four ints");
 
+// Asks the processor to bring the cache line of `p` in, without waiting
+// for it: a hint that changes nothing. On x86 it is an instruction of its
+// own, because GCC 12 drops __builtin_prefetch from some loops.
+inline void prefetchLine(const void* p)
+{
+#if (defined(__GNUC__) || defined(__clang__)) && (defined(__x86_64__) || defined(__i386__))
+    asm volatile("prefetcht0 %0" : : "m"(*static_cast<const char*>(p)));
+#elif defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
+}
+
 // True when `index` is a position of a container of `size` entries.
 inline bool inRange(int index, size_t size)
 {
@@ -245,6 +259,20 @@ struct Graph::Impl
     // The isValid...() tests: a live node, and an index in range.
     bool validPort(int n, Side side, int i) const { return validNode(n) && inRange(i, node(n).ports(side).size()); }
     bool validGroup(int n, Side side, int g) const { return validNode(n) && inRange(g, node(n).groups(side).size()); }
+
+    // Asks the processor to bring the record of slot `n` and its rank into
+    // the cache, when `n` names a slot; a hint, which changes nothing.
+    void prefetchNode(int n) const
+    {
+        if (!inStorage(n))
+            return;
+        const char* record = reinterpret_cast<const char*>(&nodes[size_t(n)]);
+        prefetchLine(record);
+        prefetchLine(record + 64);
+        prefetchLine(record + sizeof(Node) - 1);
+        if (inRange(n, order.rank.size()))
+            prefetchLine(&order.rank[size_t(n)]);
+    }
 
     // The input/output twins of Graph's interface, one implementation each.
     // A reference or index outside the storage trips a Q_ASSERT in debug
