@@ -241,10 +241,10 @@ public:
     /// one names no node, and addEdges() refuses it.
     struct EdgeEnds
     {
-        int srcNode = kInvalidNodeRef;
-        int srcOutput = -1;
-        int dstNode = kInvalidNodeRef;
-        int dstInput = -1;
+        int srcNode = kInvalidNodeRef; ///< the node whose output feeds the edge
+        int srcOutput = -1;            ///< that output
+        int dstNode = kInvalidNodeRef; ///< the node whose input the edge feeds
+        int dstInput = -1;             ///< that input
     };
     /// addEdge() of each of `edges`, in their order, and the result of each
     /// call in that order: the new edge's reference or kInvalidEdgeRef. The
