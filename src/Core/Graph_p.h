@@ -266,9 +266,12 @@ struct Graph::Impl
     {
         if (!inStorage(n))
             return;
+        // The first and the last byte of the record, and the line between
+        // them where the record spans three.
         const char* record = reinterpret_cast<const char*>(&nodes[size_t(n)]);
         prefetchLine(record);
-        prefetchLine(record + 64);
+        if constexpr (sizeof(Node) > 64)
+            prefetchLine(record + 64);
         prefetchLine(record + sizeof(Node) - 1);
         if (inRange(n, order.rank.size()))
             prefetchLine(&order.rank[size_t(n)]);
