@@ -285,11 +285,17 @@ int buildForward(Graph& g, int count, const std::vector<LayeredEdge>& edges)
     return refused;
 }
 
-// All nodes first, then the edges in the order given.
-int buildNodesThenEdges(Graph& g, int count, const std::vector<LayeredEdge>& edges)
+// The `count` nodes of a layered graph, before any of its edges.
+void addLayeredNodes(Graph& g, int count)
 {
     for (int k = 0; k < count; ++k)
         addLayeredNode(g);
+}
+
+// All nodes first, then the edges in the order given.
+int buildNodesThenEdges(Graph& g, int count, const std::vector<LayeredEdge>& edges)
+{
+    addLayeredNodes(g, count);
     int refused = 0;
     for (const LayeredEdge& e : edges)
         refused += g.addEdge(e.src, 0, e.dst, e.input) == Graph::kInvalidEdgeRef;
@@ -299,8 +305,7 @@ int buildNodesThenEdges(Graph& g, int count, const std::vector<LayeredEdge>& edg
 // All nodes first, then the edges of `edges` in one addEdges() call.
 int buildNodesThenEdgeList(Graph& g, int count, const QVector<Graph::EdgeEnds>& edges)
 {
-    for (int k = 0; k < count; ++k)
-        addLayeredNode(g);
+    addLayeredNodes(g, count);
     int refused = 0;
     for (int id : g.addEdges(edges))
         refused += id == Graph::kInvalidEdgeRef;

@@ -673,7 +673,7 @@ int Graph::addDownEdge(int parentInput, int childNode, int childInput)
     d->edges.push_back(Edge{parent, parentInput, childNode, childInput, false});
     d->node(parent).inputs()[size_t(parentInput)].destinations.push_back(id);
     in.source = id;
-    d->orderDownEdgeAdded(id, parent, childNode, in);
+    d->orderEdgeAdded(id, EdgeMade::Down);
     return id;
 }
 

@@ -389,6 +389,15 @@ void Graph::Impl::orderEdgeAdded(int id, EdgeMade made)
         walkDown(m, k);
         producer = m;
     } else {
+        // A down edge into an input that hands nothing on gives its child
+        // alone something new to read: the value that reaches the parent's
+        // input, whose producer is the parent or feeds it, and so ranks at
+        // or below it. When the parent ranks below the child, the link is in
+        // place already; this keeps a hierarchy built from the top down, an
+        // edge per level, from walking up through every level above.
+        if (made == EdgeMade::Down && node(e.dstNode).inputs()[size_t(e.dstIndex)].destinations.empty()
+            && order.rank[size_t(e.srcNode)] < order.rank[size_t(e.dstNode)])
+            return;
         // The fed input, and the inputs below it fed through down edges, now
         // read the value that reaches this input, if a regular edge brings one.
         producer = producerOf(e.dstNode, e.dstIndex);

@@ -357,24 +357,6 @@ struct Graph::Impl
         }
         orderEdgeAdded(id, EdgeMade::Regular);
     }
-    // orderEdgeAdded(id, EdgeMade::Down) for the edge `id` that addDownEdge()
-    // just made from an input of `parent` to input `in` of `child`. When `in`
-    // hands nothing down, `child` is the only node that reads anything new:
-    // the value that reaches the parent's input. That value's producer is the
-    // parent or feeds the parent, so a fresh order ranks it at or below the
-    // parent; when the parent ranks below `child`, the link the general hook
-    // would insert is in place already. This keeps a hierarchy built from the
-    // top down, an edge per level, from walking up through every level above
-    // each new edge. The general hook answers every other case.
-    void orderDownEdgeAdded(int id, int parent, int child, const Port& in)
-    {
-        if (order.state != ProducerOrder::State::Fresh)
-            return;
-        if (in.destinations.empty() && inRange(parent, order.rank.size()) && inRange(child, order.rank.size())
-            && order.rank[size_t(parent)] < order.rank[size_t(child)])
-            return;
-        orderEdgeAdded(id, EdgeMade::Down);
-    }
     void orderEdgeRemoved(int edge);
     // Called before ports from `index` on are erased from one side of `node`.
     void orderPortsErasing(int node, Side side, int index);
