@@ -3,6 +3,8 @@
 #include "GraphSnapshot.h"
 #include "TestSupport.h"
 
+#include "../src/Core/ChunkedArray_p.h"
+
 #include <ZrnCore/Graph.h>
 
 #include <gtest/gtest.h>
@@ -288,6 +290,93 @@ TEST(GraphRemoveNode, HierarchyOfAHundredThousandLevelsIsRemovedWithoutExhaustin
     for (int e = 0; e < g.numEdgesGlobal(); ++e)
         invalidEdges += g.isValidEdge(e) ? 0 : 1;
     EXPECT_EQ(invalidEdges, kDepth);
+}
+
+// A graph large enough that its node and edge records go into 2 MiB blocks
+// (past 4 MiB of each): 200 parents of 200 children with eight inputs and
+// one output, each child's eight inputs fed by the child before it, 40,201
+// nodes and 318,400 edges. Removing every child k with k % 4 == 1 and
+// purging leaves the survivors renumbered in slot order and the edges
+// between survivors with their ends translated; what was freed goes back.
+TEST(GraphPurge, GraphWhoseRecordsFillBlocksIsPurgedExactly)
+{
+    constexpr int kParents = 200;
+    constexpr int kChildren = 200;
+    constexpr int kInputs = 8;
+    const long long blocksBefore = Morvane::Zrn::Internal::hugePageBlockBytes();
+    {
+        Graph g;
+        for (int p = 0; p < kParents; ++p)
+            ASSERT_EQ(g.addNode(name("p"), 0, 0, 0), 1 + p);
+        struct OldEdge
+        {
+            int src;
+            int dst;
+            int input;
+        };
+        std::vector<OldEdge> oldEdges;
+        const auto child = [&](int p, int k) { return 1 + kParents + p * kChildren + k; };
+        for (int p = 0; p < kParents; ++p) {
+            for (int k = 0; k < kChildren; ++k) {
+                ASSERT_EQ(g.addNode(name("c"), kInputs, 1, 1 + p), child(p, k));
+                if (k == 0)
+                    continue;
+                for (int i = 0; i < kInputs; ++i) {
+                    ASSERT_EQ(g.addEdge(child(p, k - 1), 0, child(p, k), i), int(oldEdges.size()));
+                    oldEdges.push_back(OldEdge{child(p, k - 1), child(p, k), i});
+                }
+            }
+        }
+        ASSERT_EQ(g.numNodesGlobal(), 40201);
+        ASSERT_EQ(g.numEdgesGlobal(), 318400);
+        if (Morvane::Zrn::kMapsHugePageBlocks) {
+            EXPECT_GT(Morvane::Zrn::Internal::hugePageBlockBytes(), blocksBefore);
+        }
+
+        const auto removed = [&](int node) { return node > kParents && (node - 1 - kParents) % kChildren % 4 == 1; };
+        for (int n = 1 + kParents; n < g.numNodesGlobal(); ++n) {
+            if (removed(n))
+                g.removeNode(n);
+        }
+        QVector<int> nodeMap;
+        QVector<int> edgeMap;
+        g.purge(&nodeMap, &edgeMap);
+
+        EXPECT_EQ(g.numNodesGlobal(), 1 + kParents + kParents * 150);
+        EXPECT_EQ(g.numEdgesGlobal(), kParents * 99 * kInputs);
+        ASSERT_EQ(nodeMap.size(), 40201);
+        ASSERT_EQ(edgeMap.size(), 318400);
+        int nextNode = 0;
+        for (int n = 0; n < 40201; ++n)
+            ASSERT_EQ(nodeMap[n], removed(n) ? -1 : nextNode++) << "node " << n;
+        int nextEdge = 0;
+        int mismatches = 0;
+        for (size_t e = 0; e < oldEdges.size(); ++e) {
+            const OldEdge& old = oldEdges[e];
+            const bool kept = !removed(old.src) && !removed(old.dst);
+            ASSERT_EQ(edgeMap[int(e)], kept ? nextEdge : -1) << "edge " << e;
+            if (!kept)
+                continue;
+            const int src = nodeMap[old.src];
+            const int dst = nodeMap[old.dst];
+            mismatches += g.edgeSourceNode(nextEdge) != src || g.edgeSourceIndex(nextEdge) != 0
+                || g.edgeDestNode(nextEdge) != dst || g.edgeDestIndex(nextEdge) != old.input
+                || g.inputSource(dst, old.input) != nextEdge || g.outputDestination(src, 0, old.input) != nextEdge;
+            ++nextEdge;
+        }
+        EXPECT_EQ(nextEdge, kParents * 99 * kInputs);
+        EXPECT_EQ(mismatches, 0);
+        // The first child of every parent after the first removed one: fed by
+        // nothing now, its output feeding the eight inputs of the next.
+        const int third = nodeMap[child(0, 2)];
+        EXPECT_EQ(g.inputSource(third, 0), -1);
+        EXPECT_EQ(g.numOutputDestinations(third, 0), kInputs);
+        const int last = nodeMap[child(kParents - 1, kChildren - 1)];
+        EXPECT_EQ(last, g.numNodesGlobal() - 1);
+        EXPECT_EQ(g.numOutputDestinations(last, 0), 0);
+        EXPECT_EQ(g.inputSource(last, 7), g.numEdgesGlobal() - 1);
+    }
+    EXPECT_EQ(Morvane::Zrn::Internal::hugePageBlockBytes(), blocksBefore);
 }
 
 // ---------------------------------------------------------------- removing ports

@@ -2,9 +2,12 @@
 #ifndef ZRNCORE_CHUNKEDARRAY_P_H
 #define ZRNCORE_CHUNKEDARRAY_P_H
 
+#include <ZrnCore/zrncore_export.h>
+
 #include <QtCore/QtGlobal>
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <memory>
 #include <new>
@@ -15,26 +18,88 @@
 namespace Morvane {
 namespace Zrn {
 
-// An array of T kept in chunks of 2^ChunkBits elements each, allocated one
-// at a time as the array grows. Unlike a std::vector it never moves or
-// copies an element to grow, so references and pointers to elements stay
-// valid across push_back() and emplace_back(), and the only room held beyond
-// the elements is the unused end of the last chunk: the array holds exactly
-// as many chunks as its size needs, whatever removed elements before. T need
-// not be default-constructible except for resize() and not copyable except
-// for push_back(const T&) and copying the array.
+// The size and alignment of a huge page on the systems that have them, and
+// of the blocks in which a large ChunkedArray keeps its chunks.
+constexpr size_t kHugePageBytes = size_t(2) << 20;
+
+#if defined(__SANITIZE_ADDRESS__)
+#define ZRNCORE_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ZRNCORE_ADDRESS_SANITIZER 1
+#endif
+#endif
+
+// Whether allocateHugePageBlock() maps its blocks from the system: on Linux,
+// except under AddressSanitizer, which sees only what the heap hands out
+// and must see the records to check them.
+#if defined(__linux__) && !defined(ZRNCORE_ADDRESS_SANITIZER)
+#define ZRNCORE_MAPS_HUGE_PAGE_BLOCKS 1
+#else
+#define ZRNCORE_MAPS_HUGE_PAGE_BLOCKS 0
+#endif
+constexpr bool kMapsHugePageBlocks = ZRNCORE_MAPS_HUGE_PAGE_BLOCKS != 0;
+
+// A block of kHugePageBytes aligned to kHugePageBytes, for a large
+// ChunkedArray's chunks. On Linux it is mapped from the system on its own
+// and the system is asked to back it with one huge page (transparent huge
+// pages, where the system lets a program ask), so that its memory comes in
+// one page fault instead of 512: fresh memory costs a fault per page, and
+// a large array would otherwise take hundreds of them per megabyte. It is
+// a hint; where huge pages are not to be had the block is used as it is.
+// Elsewhere (kMapsHugePageBlocks false) the block comes from aligned
+// operator new. Throws
+// std::bad_alloc when there is no memory. ChunkedArray.cpp.
+ZRNCORE_TEST_EXPORT void* allocateHugePageBlock();
+// Gives back a block of allocateHugePageBlock().
+ZRNCORE_TEST_EXPORT void freeHugePageBlock(void* block) noexcept;
+
+namespace Internal {
+/// The bytes of the blocks of allocateHugePageBlock() held now in the
+/// process that it mapped from the system, which allocators do not see
+/// (none when kMapsHugePageBlocks is false: then they come from operator
+/// new): for the benchmark that counts a graph's bytes.
+ZRNCORE_TEST_EXPORT long long hugePageBlockBytes();
+} // namespace Internal
+
+// An array of T kept in chunks of 2^ChunkBits elements each, allocated as
+// the array grows. Unlike a std::vector it never moves or copies an element
+// to grow, so references and pointers to elements stay valid across
+// push_back() and emplace_back(). T need not be default-constructible except
+// for resize() and not copyable except for push_back(const T&) and copying
+// the array.
+//
+// Up to LargeBytes of chunks, each chunk is a heap block of its own, and the
+// only room held beyond the elements is the unused end of the last chunk.
+// Beyond that, chunks are carved out of blocks of BlockBytes, aligned to
+// BlockBytes, each holding as many whole chunks as fit (when at least four
+// do; otherwise every chunk stays a block of its own). A block of the
+// default size comes from allocateHugePageBlock(), a huge page where the
+// system has them. The room held
+// beyond the elements is then the rest of the last block, less than
+// BlockBytes. Removing elements frees each block, or lone chunk, that no
+// element uses any more.
 //
 // The operations are the part of std::vector's interface that the graph uses
 // for its records, with the same meaning, and eraseIf(). Iterators are
 // random access and, as a std::vector's, are invalidated by any change of
 // the size; references are invalidated only by removing their element.
-template <typename T, int ChunkBits = 10>
+template <typename T, int ChunkBits = 10, size_t BlockBytes = kHugePageBytes, size_t LargeBytes = 2 * BlockBytes>
 class ChunkedArray
 {
     static_assert(ChunkBits >= 0 && ChunkBits < 31, "a chunk holds between 1 and 2^30 elements");
+    static_assert(BlockBytes > 0 && (BlockBytes & (BlockBytes - 1)) == 0, "a block's size is a power of two");
 
 public:
     static constexpr size_t kChunkSize = size_t(1) << ChunkBits;
+    // How many chunks a block holds, 0 when chunks never share a block.
+    static constexpr size_t kChunksPerBlock = sizeof(T) * kChunkSize <= BlockBytes / 4 && alignof(T) <= BlockBytes
+        ? BlockBytes / (sizeof(T) * kChunkSize)
+        : 0;
+    // The number of the first chunk carved out of a block: the chunks before
+    // it take LargeBytes, rounded up to a whole chunk.
+    static constexpr size_t kFirstBlockChunk =
+        kChunksPerBlock == 0 ? SIZE_MAX : (LargeBytes + sizeof(T) * kChunkSize - 1) / (sizeof(T) * kChunkSize);
 
     template <bool Const>
     class Iterator;
@@ -82,7 +147,7 @@ public:
 
     size_t size() const { return m_size; }
     bool empty() const { return m_size == 0; }
-    // The number of chunks held: size() / kChunkSize, rounded up.
+    // The number of chunks in use: size() / kChunkSize, rounded up.
     size_t numChunks() const { return m_chunks.size(); }
 
     T& operator[](size_t i)
@@ -119,7 +184,7 @@ public:
     T& emplace_back(Args&&... args)
     {
         if (m_size == m_chunks.size() << ChunkBits)
-            m_chunks.push_back(allocateChunk());
+            addChunk();
         T* slot = m_chunks[m_size >> ChunkBits] + (m_size & kMask);
         construct(slot, std::forward<Args>(args)...);
         ++m_size;
@@ -252,6 +317,46 @@ private:
     static constexpr size_t kMask = kChunkSize - 1;
     static constexpr bool kOverAligned = alignof(T) > __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 
+    // Appends the next chunk to the table: a heap block of its own, the
+    // first chunk of a new block, or the chunk after the last one in the
+    // last block.
+    void addChunk()
+    {
+        const size_t c = m_chunks.size();
+        if (c == m_chunks.capacity()) // so that nothing is lost if this throws
+            m_chunks.reserve(c == 0 ? 4 : 2 * c);
+        if (c < kFirstBlockChunk)
+            m_chunks.push_back(allocateChunk());
+        else if ((c - kFirstBlockChunk) % kChunksPerBlock == 0)
+            m_chunks.push_back(allocateBlock());
+        else
+            m_chunks.push_back(m_chunks.back() + kChunkSize);
+    }
+    // Frees the last chunk of the table, with its block if it is the
+    // block's first chunk.
+    void removeChunk() noexcept
+    {
+        const size_t c = m_chunks.size() - 1;
+        if (c < kFirstBlockChunk)
+            freeChunk(m_chunks.back());
+        else if ((c - kFirstBlockChunk) % kChunksPerBlock == 0)
+            freeBlock(m_chunks.back());
+        m_chunks.pop_back();
+    }
+    static T* allocateBlock()
+    {
+        if constexpr (BlockBytes == kHugePageBytes)
+            return static_cast<T*>(allocateHugePageBlock());
+        else
+            return static_cast<T*>(::operator new(BlockBytes, std::align_val_t(BlockBytes)));
+    }
+    static void freeBlock(T* block) noexcept
+    {
+        if constexpr (BlockBytes == kHugePageBytes)
+            freeHugePageBlock(block);
+        else
+            ::operator delete(block, std::align_val_t(BlockBytes));
+    }
     static T* allocateChunk()
     {
         if constexpr (kOverAligned)
@@ -288,13 +393,11 @@ private:
     void freeUnusedChunks()
     {
         const size_t needed = (m_size + kMask) >> ChunkBits;
-        while (m_chunks.size() > needed) {
-            freeChunk(m_chunks.back());
-            m_chunks.pop_back();
-        }
+        while (m_chunks.size() > needed)
+            removeChunk();
     }
 
-    std::vector<T*> m_chunks; // each holds kChunkSize elements' room
+    std::vector<T*> m_chunks; // each holds kChunkSize elements' room, in order
     size_t m_size = 0;
 };
 
