@@ -48,8 +48,8 @@ constexpr bool kMapsHugePageBlocks = ZRNCORE_MAPS_HUGE_PAGE_BLOCKS != 0;
 // a large array would otherwise take hundreds of them per megabyte. It is
 // a hint; where huge pages are not to be had the block is used as it is.
 // Elsewhere (kMapsHugePageBlocks false) the block comes from aligned
-// operator new. Throws
-// std::bad_alloc when there is no memory. ChunkedArray.cpp.
+// operator new. Throws std::bad_alloc when there is no memory.
+// ChunkedArray.cpp.
 ZRNCORE_TEST_EXPORT void* allocateHugePageBlock();
 // Gives back a block of allocateHugePageBlock().
 ZRNCORE_TEST_EXPORT void freeHugePageBlock(void* block) noexcept;
@@ -75,10 +75,9 @@ ZRNCORE_TEST_EXPORT long long hugePageBlockBytes();
 // BlockBytes, each holding as many whole chunks as fit (when at least four
 // do; otherwise every chunk stays a block of its own). A block of the
 // default size comes from allocateHugePageBlock(), a huge page where the
-// system has them. The room held
-// beyond the elements is then the rest of the last block, less than
-// BlockBytes. Removing elements frees each block, or lone chunk, that no
-// element uses any more.
+// system has them. The room held beyond the elements is then the rest of
+// the last block, less than BlockBytes. Removing elements frees each
+// block, or lone chunk, that no element uses any more.
 //
 // The operations are the part of std::vector's interface that the graph uses
 // for its records, with the same meaning, and eraseIf(). Iterators are
