@@ -3,7 +3,7 @@
 #include "GraphSnapshot.h"
 #include "TestSupport.h"
 
-#include "../src/Core/ChunkedArray_p.h"
+#include "../src/Core/Graph_p.h"
 
 #include <ZrnCore/Graph.h>
 
@@ -329,8 +329,22 @@ TEST(GraphPurge, GraphWhoseRecordsFillBlocksIsPurgedExactly)
         }
         ASSERT_EQ(g.numNodesGlobal(), 40201);
         ASSERT_EQ(g.numEdgesGlobal(), 318400);
+        // Nodes in chunks of 256: 158 chunks, of which those past 4 MiB of
+        // records share blocks; edges the same, 1,244 chunks of 4 KiB.
+        const auto blocksOf = [](auto constants, size_t records) {
+            using Records = decltype(constants);
+            const size_t chunks = (records + Records::kChunkSize - 1) / Records::kChunkSize;
+            if (chunks <= Records::kFirstBlockChunk)
+                return size_t(0);
+            return (chunks - Records::kFirstBlockChunk + Records::kChunksPerBlock - 1) / Records::kChunksPerBlock;
+        };
+        const size_t blocks =
+            blocksOf(Morvane::Zrn::NodeRecords(), 40201) + blocksOf(Morvane::Zrn::EdgeRecords(), 318400);
+        EXPECT_EQ(blocksOf(Morvane::Zrn::EdgeRecords(), 318400), 1u); // 1,024 lone chunks, 220 in one block
+        EXPECT_GE(blocksOf(Morvane::Zrn::NodeRecords(), 40201), 1u);
         if (Morvane::Zrn::kMapsHugePageBlocks) {
-            EXPECT_GT(Morvane::Zrn::Internal::hugePageBlockBytes(), blocksBefore);
+            EXPECT_EQ(Morvane::Zrn::Internal::hugePageBlockBytes(),
+                      blocksBefore + static_cast<long long>(blocks * (2 << 20)));
         }
 
         const auto removed = [&](int node) { return node > kParents && (node - 1 - kParents) % kChildren % 4 == 1; };
@@ -342,6 +356,12 @@ TEST(GraphPurge, GraphWhoseRecordsFillBlocksIsPurgedExactly)
         QVector<int> edgeMap;
         g.purge(&nodeMap, &edgeMap);
 
+        // Purging freed the edge block (158,400 edges need 619 lone chunks)
+        // and the node blocks that 30,201 nodes no longer need.
+        if (Morvane::Zrn::kMapsHugePageBlocks) {
+            EXPECT_EQ(Morvane::Zrn::Internal::hugePageBlockBytes(),
+                      blocksBefore + static_cast<long long>(blocksOf(Morvane::Zrn::NodeRecords(), 30201) * (2 << 20)));
+        }
         EXPECT_EQ(g.numNodesGlobal(), 1 + kParents + kParents * 150);
         EXPECT_EQ(g.numEdgesGlobal(), kParents * 99 * kInputs);
         ASSERT_EQ(nodeMap.size(), 40201);

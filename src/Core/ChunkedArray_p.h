@@ -326,7 +326,7 @@ private:
             m_chunks.reserve(c == 0 ? 4 : 2 * c);
         if (c < kFirstBlockChunk)
             m_chunks.push_back(allocateChunk());
-        else if ((c - kFirstBlockChunk) % kChunksPerBlock == 0)
+        else if (opensBlock(c))
             m_chunks.push_back(allocateBlock());
         else
             m_chunks.push_back(m_chunks.back() + kChunkSize);
@@ -338,9 +338,17 @@ private:
         const size_t c = m_chunks.size() - 1;
         if (c < kFirstBlockChunk)
             freeChunk(m_chunks.back());
-        else if ((c - kFirstBlockChunk) % kChunksPerBlock == 0)
+        else if (opensBlock(c))
             freeBlock(m_chunks.back());
         m_chunks.pop_back();
+    }
+    // Whether chunk number `c` is the first of its block.
+    static bool opensBlock(size_t c)
+    {
+        if constexpr (kChunksPerBlock == 0)
+            return false;
+        else
+            return c >= kFirstBlockChunk && (c - kFirstBlockChunk) % kChunksPerBlock == 0;
     }
     static T* allocateBlock()
     {
