@@ -30,20 +30,21 @@ void* allocateHugePageBlock()
     void* mapped = ::mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED)
         throw std::bad_alloc();
-    const auto start = reinterpret_cast<std::uintptr_t>(mapped);
-    const std::uintptr_t block = (start + kHugePageBytes - 1) & ~std::uintptr_t(kHugePageBytes - 1);
-    const std::uintptr_t blockEnd = block + kHugePageBytes;
-    if (block > start)
-        ::munmap(mapped, block - start);
-    if (start + span > blockEnd)
-        ::munmap(reinterpret_cast<void*>(blockEnd), start + span - blockEnd);
+    char* const start = static_cast<char*>(mapped);
+    const size_t past = reinterpret_cast<std::uintptr_t>(start) & (kHugePageBytes - 1);
+    const size_t lead = past == 0 ? 0 : kHugePageBytes - past;
+    char* const block = start + lead;
+    if (lead > 0)
+        ::munmap(start, lead);
+    if (span - lead > kHugePageBytes)
+        ::munmap(block + kHugePageBytes, span - lead - kHugePageBytes);
 #if defined(MADV_HUGEPAGE)
     // Refused where the system has no transparent huge pages: the block is
     // then made of ordinary pages, as any other memory.
-    (void)::madvise(reinterpret_cast<void*>(block), kHugePageBytes, MADV_HUGEPAGE);
+    (void)::madvise(block, kHugePageBytes, MADV_HUGEPAGE);
 #endif
     g_mappedBlockBytes.fetch_add(static_cast<long long>(kHugePageBytes), std::memory_order_relaxed);
-    return reinterpret_cast<void*>(block);
+    return block;
 #else
     return ::operator new(kHugePageBytes, std::align_val_t(kHugePageBytes));
 #endif
