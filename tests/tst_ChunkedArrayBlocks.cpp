@@ -75,20 +75,16 @@ bool countingAllocations()
     return counting;
 }
 
-// The aligned blocks alive now, and made since the test began, are `n`
-// (where they are counted).
-#define EXPECT_LIVE_BLOCKS(n)              \
-    do {                                   \
-        if (countingAllocations()) {       \
-            EXPECT_EQ(g_alignedLive, (n)); \
-        }                                  \
+// `value` equals `n` where the allocations are counted.
+#define EXPECT_COUNTED(value, n)     \
+    do {                             \
+        if (countingAllocations()) { \
+            EXPECT_EQ((value), (n)); \
+        }                            \
     } while (false)
-#define EXPECT_MADE_BLOCKS(n)              \
-    do {                                   \
-        if (countingAllocations()) {       \
-            EXPECT_EQ(g_alignedMade, (n)); \
-        }                                  \
-    } while (false)
+// The aligned blocks alive now, and made since the test began, are `n`.
+#define EXPECT_LIVE_BLOCKS(n) EXPECT_COUNTED(g_alignedLive, n)
+#define EXPECT_MADE_BLOCKS(n) EXPECT_COUNTED(g_alignedMade, n)
 
 using Blocked = ChunkedArray<int, 2, 64, 128>;
 
