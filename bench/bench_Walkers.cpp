@@ -6,7 +6,8 @@
 // walker's time to it is the walker's own overhead per node. The sweeps go
 // up to 100,000 nodes. purge() is compared with purging the same graph with
 // nothing removed, and removeHalfThenPurge times removeNode() of every other
-// node of a chain and the purge() after it.
+// node of a chain and the purge() after it (removeHalfInOneCallThenPurge the
+// same nodes in one removeNodes() call).
 
 #include "BenchClock.h"
 #include "BenchSizes.h"
@@ -17,6 +18,7 @@
 #include <benchmark/benchmark.h>
 
 #include <QtCore/QString>
+#include <QtCore/QVector>
 
 #include <memory>
 #include <vector>
@@ -237,10 +239,15 @@ namespace {
 // removeNode() of every other node of a chain of N top-level nodes (each
 // removal takes the node's edges with it), then purge(); both timed, the
 // chain built and destroyed outside the timed part. Counters: nanoseconds per removed
-// node, and purge's nanoseconds per node of the chain.
-void removeHalfThenPurge(benchmark::State& state)
+// node, and purge's nanoseconds per node of the chain. With `oneCall`, the
+// same nodes go in one removeNodes() call (the list made outside the timed
+// part).
+void removeHalf(benchmark::State& state, bool oneCall)
 {
     const int n = int(state.range(0));
+    QVector<int> doomed;
+    for (int node = 1; node <= n; node += 2)
+        doomed.append(node);
     double removeSeconds = 0.0;
     double purgeSeconds = 0.0;
     int left = 0;
@@ -248,8 +255,12 @@ void removeHalfThenPurge(benchmark::State& state)
         const Built b = deepInputs(n);
         Graph& g = *b.graph;
         const double start = ZrnBench::threadSeconds();
-        for (int node = 1; node <= n; node += 2)
-            g.removeNode(node);
+        if (oneCall) {
+            g.removeNodes(doomed);
+        } else {
+            for (int node : doomed)
+                g.removeNode(node);
+        }
         const double removed = ZrnBench::threadSeconds();
         g.purge();
         const double purged = ZrnBench::threadSeconds();
@@ -265,9 +276,25 @@ void removeHalfThenPurge(benchmark::State& state)
     state.counters["purge_ns"] = purgeSeconds * 1e9 / (iterations * n);
 }
 
+void removeHalfThenPurge(benchmark::State& state)
+{
+    removeHalf(state, false);
+}
+
+void removeHalfInOneCallThenPurge(benchmark::State& state)
+{
+    removeHalf(state, true);
+}
+
 } // namespace
 
 BENCHMARK(removeHalfThenPurge)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 10000, 100000});
+    })
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(removeHalfInOneCallThenPurge)
     ->Apply([](benchmark::internal::Benchmark* b) {
         ZrnBench::addSizes(b, {1000, 10000, 100000});
     })

@@ -174,6 +174,11 @@ def other_table(runs):
         if r:
             lines.append(f"| removeNode of every other node, then purge | {size:,} nodes | {fmt(ns(r) / 1e6, 2)} ms "
                          f"| {fmt(r['remove_ns'])} ns per removal, {fmt(r['purge_ns'])} ns per node purged | |")
+        r = runs.get(f"removeHalfInOneCallThenPurge/{size}/manual_time")
+        if r:
+            lines.append(f"| the same nodes in one removeNodes call, then purge | {size:,} nodes "
+                         f"| {fmt(ns(r) / 1e6, 2)} ms | {fmt(r['remove_ns'])} ns per removal, "
+                         f"{fmt(r['purge_ns'])} ns per node purged | |")
     for size in (1000, 100000):
         r = runs.get(f"BM_DeepHierarchy/{size}/manual_time")
         if r:

@@ -361,6 +361,14 @@ public:
     /// storage names no list, and none is edited). Removing the root leaves
     /// no valid node. Does nothing when isValidNode(node) is false.
     void removeNode(int node);
+    /// Removes each node of `nodes` in turn, as removeNode() one call at a
+    /// time would, and leaves the same graph with the same revision: an
+    /// invalid node, or one removed earlier in the list or with an earlier
+    /// node's subtree, is passed over. It erases the nodes from their
+    /// parents' children lists in one pass per list instead of one erase
+    /// per node, so removing many children of one parent costs time in
+    /// proportion to the list once, not once per removal.
+    void removeNodes(const QVector<int>& nodes);
     /// Removes `node` and its subtree, leaving `node` listed among its
     /// parent's children: removes every edge at the node's inputs, then its
     /// outputs (per port the source, then the destinations from the last

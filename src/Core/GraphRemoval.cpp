@@ -14,6 +14,9 @@ namespace {
 
 // Which nodes the running removeChildNode() call has entered.
 thread_local VisitStamps removalScratch;
+// Which nodes the running removeNodes() call is to erase from one parent's
+// children list.
+thread_local VisitStamps leavingScratch;
 
 // One node whose subtree is being removed: the next child position to visit
 // and the number of children it had when it was entered.
@@ -129,6 +132,53 @@ void Graph::removeNode(int node)
     const auto it = std::find(siblings.begin(), siblings.end(), node);
     if (it != siblings.end())
         siblings.erase(it);
+}
+
+void Graph::removeNodes(const QVector<int>& nodes)
+{
+    // Each removal as removeNode() makes it, except that the parents' lists
+    // lose their entries at the end, one pass per list: nothing in between
+    // reads a list for the entry it is to lose. A later removal may walk a
+    // parent's list that still holds an earlier removed node; entering that
+    // node again finds no edge and no child and changes nothing.
+    struct Leaving
+    {
+        int parent;
+        int node;
+    };
+    std::vector<Leaving> leaving;
+    for (int node : nodes) {
+        if (!d->validNode(node))
+            continue;
+        d->changed();
+        const int parent = d->parentOf(node);
+        removeChildNode(node);
+        if (d->namesSlot(parent))
+            leaving.push_back(Leaving{parent, node});
+    }
+    std::stable_sort(leaving.begin(), leaving.end(),
+                     [](const Leaving& a, const Leaving& b) { return a.parent < b.parent; });
+    VisitStamps& pending = leavingScratch;
+    for (size_t first = 0; first < leaving.size();) {
+        const int parent = leaving[first].parent;
+        size_t last = first;
+        pending.begin(d->nodes.size());
+        for (; last < leaving.size() && leaving[last].parent == parent; ++last)
+            pending.mark(leaving[last].node);
+        // Each leaving node loses its first entry, as removeNode()'s erase
+        // of the first occurrence does; the others keep their order.
+        IndexList& siblings = d->node(parent).children;
+        int* kept = siblings.begin();
+        for (int* it = siblings.begin(); it != siblings.end(); ++it) {
+            if (pending.covers(*it) && pending.marked(*it)) {
+                pending.unmark(*it);
+                continue;
+            }
+            *kept++ = *it;
+        }
+        siblings.resize(size_t(kept - siblings.begin()));
+        first = last;
+    }
 }
 
 void Graph::removeChildNode(int node)

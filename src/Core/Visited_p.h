@@ -38,6 +38,8 @@ struct VisitStamps
     bool covers(int n) const { return n >= 0 && size_t(n) < stamps.size(); }
     bool marked(int n) const { return stamps[size_t(n)] == epoch; }
     void mark(int n) { stamps[size_t(n)] = epoch; }
+    // Unmarks `n` within the running call (no epoch is 0).
+    void unmark(int n) { stamps[size_t(n)] = 0; }
 };
 
 } // namespace Zrn
