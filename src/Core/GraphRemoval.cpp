@@ -156,8 +156,9 @@ void Graph::removeNodes(const QVector<int>& nodes)
         if (d->namesSlot(parent))
             leaving.push_back(Leaving{parent, node});
     }
-    std::stable_sort(leaving.begin(), leaving.end(),
-                     [](const Leaving& a, const Leaving& b) { return a.parent < b.parent; });
+    // Grouped by parent; within a group the order does not matter, since
+    // the group's nodes are only marked.
+    std::sort(leaving.begin(), leaving.end(), [](const Leaving& a, const Leaving& b) { return a.parent < b.parent; });
     VisitStamps& pending = leavingScratch;
     for (size_t first = 0; first < leaving.size();) {
         const int parent = leaving[first].parent;
