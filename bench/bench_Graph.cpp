@@ -20,6 +20,10 @@
 //    random read in a working set the size of that graph, each read waiting
 //    for the one before or all of them free to overlap: the most and the
 //    least that a read of the shuffled build can cost.
+//  - BM_RecordFootprint<B>: not the library either: the reads and writes of
+//    the shuffled build with single addEdge calls, on node records of B
+//    bytes, to show how its growth from 1,000 to 100,000 nodes depends on
+//    the size of a record on this machine.
 //  - BM_FindNodeLastChild, BM_ConnectByName100: findNode among many
 //    children, connectByName between two nodes of 100 ports.
 
@@ -37,6 +41,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -578,6 +583,137 @@ void BM_IndependentLoads(benchmark::State& state)
     setLoadCounters(state, steps, lines);
 }
 BENCHMARK(BM_IndependentLoads)->Apply(loadSizes)->Unit(benchmark::kMillisecond);
+
+// A node record of the synthetic below: the fields that addEdge reads and
+// writes for a node of two inputs and one output, then filler up to
+// `Bytes` bytes.
+template <size_t Bytes>
+struct alignas(16) SyntheticNode
+{
+    int parent;
+    int removed;
+    int numInputs;
+    int numOutputs;
+    int source[2];
+    int destinations[2];
+    int numDestinations;
+    unsigned char filler[Bytes - 9 * sizeof(int)];
+};
+
+struct SyntheticEdge
+{
+    int srcNode;
+    int srcIndex;
+    int dstNode;
+    int dstIndex;
+};
+
+// Integer work standing for the rest of what one addEdge call executes:
+// 48 rounds of a multiply-add chain, about 240 instructions, near the 215
+// that callgrind counts for an edge of the shuffled build and near its
+// time at 1,000 nodes. It fills the processor's window of instructions in
+// flight as the call does, which bounds how far the reads of the next edge
+// can start before those of this one end. The empty asm keeps the chain
+// from being folded without making it touch memory.
+inline unsigned work(unsigned seed)
+{
+    for (unsigned round = 0; round < 48; ++round) {
+        seed = seed * 2654435761u + round;
+#if defined(__GNUC__) || defined(__clang__)
+        asm volatile("" : "+r"(seed));
+#else
+        benchmark::DoNotOptimize(seed);
+#endif
+    }
+    return seed;
+}
+
+// The synthetic's records: where the build exports the library's internal
+// hooks, in the library's own record array (lone chunks, then huge-page
+// blocks past 4 MiB, as its node records are held); otherwise a vector.
+#if ZRNCORE_BENCH_HOOKS
+template <typename T>
+using SyntheticRecords = Morvane::Zrn::ChunkedArray<T, 8>;
+#else
+template <typename T>
+using SyntheticRecords = std::vector<T>;
+#endif
+
+// Not a library operation: the machine's own growth, from 1,000 to 100,000
+// nodes, of the shuffled layered build with single addEdge calls, as a
+// function of the bytes a node record spans. Per edge of the shuffled
+// layered graph (BM_BuildLayered's edges, in the same order): the work
+// above, then what addEdge reads and writes: both nodes' parents, removal
+// flags and port counts, the fed input's source, the source output's
+// destinations, both ranks, and a 16-byte edge record appended. Records of
+// 144 bytes are the size of the library's node record with Qt 6 (the
+// fields touched spread over two or three cache lines of it); the smaller
+// sizes show what a record laid out more tightly would cost.
+// Template argument: record bytes; argument: nodes. Counter: ns_per_edge.
+template <size_t Bytes>
+void BM_RecordFootprint(benchmark::State& state)
+{
+    using Record = SyntheticNode<Bytes>;
+    const int count = int(state.range(0));
+    std::vector<LayeredEdge> edges = layeredEdges(count);
+    std::shuffle(edges.begin(), edges.end(), std::mt19937(20261123));
+    SyntheticRecords<Record> nodes;
+    for (int k = 0; k <= count; ++k)
+        nodes.push_back(Record{});
+    std::vector<int> rank(nodes.size());
+    std::iota(rank.begin(), rank.end(), 0);
+    std::vector<SyntheticEdge> made;
+    made.reserve(edges.size());
+    double seconds = 0.0;
+    unsigned sink = 0;
+    for (auto _ : state) {
+        for (Record& n : nodes) {
+            std::memset(&n, 0, sizeof n);
+            n.parent = -1;
+            n.numInputs = 2;
+            n.numOutputs = 1;
+            n.source[0] = n.source[1] = -1;
+        }
+        made.clear();
+        const double start = ZrnBench::threadSeconds();
+        for (const LayeredEdge& e : edges) {
+            sink += work(unsigned(e.src));
+            Record& src = nodes[size_t(e.src)];
+            Record& dst = nodes[size_t(e.dst)];
+            if (src.removed || dst.removed || src.numOutputs < 1 || dst.numInputs <= e.input)
+                continue;
+            if (src.parent != dst.parent || dst.source[e.input] != -1)
+                continue;
+            if (src.numDestinations > 0 && src.destinations[0] < 0)
+                continue;
+            if (rank[size_t(e.dst)] <= rank[size_t(e.src)])
+                continue;
+            const int id = int(made.size());
+            made.push_back({e.src, 0, e.dst, e.input});
+            dst.source[e.input] = id;
+            if (src.numDestinations < 2)
+                src.destinations[src.numDestinations] = id;
+            ++src.numDestinations;
+        }
+        const double elapsed = ZrnBench::threadSeconds() - start;
+        seconds += elapsed;
+        state.SetIterationTime(elapsed);
+        benchmark::DoNotOptimize(sink);
+    }
+    if (made.size() != edges.size())
+        state.SkipWithError("an edge of the layered graph was left out");
+    state.counters["ns_per_edge"] = seconds * 1e9 / (double(state.iterations()) * double(edges.size()));
+}
+
+void footprintSizes(benchmark::internal::Benchmark* b)
+{
+    ZrnBench::addSizes(b, {1000, 100000});
+    b->UseManualTime()->Unit(benchmark::kMillisecond);
+}
+BENCHMARK_TEMPLATE(BM_RecordFootprint, 48)->Apply(footprintSizes);
+BENCHMARK_TEMPLATE(BM_RecordFootprint, 64)->Apply(footprintSizes);
+BENCHMARK_TEMPLATE(BM_RecordFootprint, 96)->Apply(footprintSizes);
+BENCHMARK_TEMPLATE(BM_RecordFootprint, 144)->Apply(footprintSizes);
 
 // ---------------------------------------------------------------- searching
 
