@@ -293,7 +293,7 @@ TEST(GraphRemoveNode, HierarchyOfAHundredThousandLevelsIsRemovedWithoutExhaustin
 }
 
 // A graph large enough that its node and edge records go into 2 MiB blocks
-// (past 4 MiB of each): 200 parents of 200 children with eight inputs and
+// (past 2 MiB of nodes and 4 MiB of edges): 200 parents of 200 children with eight inputs and
 // one output, each child's eight inputs fed by the child before it, 40,201
 // nodes and 318,400 edges. Removing every child k with k % 4 == 1 and
 // purging leaves the survivors renumbered in slot order and the edges
@@ -329,8 +329,9 @@ TEST(GraphPurge, GraphWhoseRecordsFillBlocksIsPurgedExactly)
         }
         ASSERT_EQ(g.numNodesGlobal(), 40201);
         ASSERT_EQ(g.numEdgesGlobal(), 318400);
-        // Nodes in chunks of 256: 158 chunks, of which those past 4 MiB of
-        // records share blocks; edges the same, 1,244 chunks of 4 KiB.
+        // Nodes in chunks of 256: 158 chunks, of which those past 2 MiB of
+        // records share blocks; edges 1,244 chunks of 4 KiB, those past 4 MiB
+        // in blocks.
         const auto blocksOf = [](auto constants, size_t records) {
             using Records = decltype(constants);
             const size_t chunks = (records + Records::kChunkSize - 1) / Records::kChunkSize;
@@ -397,6 +398,73 @@ TEST(GraphPurge, GraphWhoseRecordsFillBlocksIsPurgedExactly)
         EXPECT_EQ(g.inputSource(last, 7), g.numEdgesGlobal() - 1);
     }
     EXPECT_EQ(Morvane::Zrn::Internal::hugePageBlockBytes(), blocksBefore);
+}
+
+// Node records go into 2 MiB blocks once they take 2 MiB (edge records
+// once they take 4 MiB): the node slot past the lone chunks opens a block,
+// the slot past that block's chunks opens the next, each mapping exactly
+// one block more; removing the nodes past the lone chunks and purging
+// frees both again.
+TEST(GraphRecords, NodeRecordsShareBlocksPastTwoMiB)
+{
+    using Morvane::Zrn::Node;
+    using Records = Morvane::Zrn::NodeRecords;
+    constexpr size_t kTwoMiB = size_t(2) << 20;
+    static_assert((Records::kFirstBlockChunk - 1) * Records::kChunkSize * sizeof(Node) < kTwoMiB
+                      && Records::kFirstBlockChunk * Records::kChunkSize * sizeof(Node) >= kTwoMiB,
+                  "the lone chunks of node records take 2 MiB, rounded up to a whole chunk");
+    static_assert(Morvane::Zrn::EdgeRecords::kFirstBlockChunk == 1024, "4 MiB of lone chunks of 4 KiB of edges");
+    // 144-byte records with Qt 6: 57 lone chunks of 36,864 bytes, 56 to a
+    // block; 128-byte records with Qt 5: 64 of 32 KiB, 64 to a block.
+    const int lone = int(Records::kFirstBlockChunk * Records::kChunkSize);
+    const int perBlock = int(Records::kChunksPerBlock * Records::kChunkSize);
+    if (sizeof(Node) == 144) {
+        EXPECT_EQ(lone, 14592);
+        EXPECT_EQ(perBlock, 14336);
+    } else if (sizeof(Node) == 128) {
+        EXPECT_EQ(lone, 16384);
+        EXPECT_EQ(perBlock, 16384);
+    }
+    const bool mapped = Morvane::Zrn::kMapsHugePageBlocks;
+    const long long before = Morvane::Zrn::Internal::hugePageBlockBytes();
+    // The bytes of the blocks mapped since the test began are `bytes`,
+    // where the blocks are mapped (not in builds with AddressSanitizer).
+    const auto expectBlockBytes = [&](long long bytes) {
+        if (mapped) {
+            EXPECT_EQ(Morvane::Zrn::Internal::hugePageBlockBytes() - before, bytes);
+        }
+    };
+    const auto addNodesUpTo = [](Graph& g, int count) {
+        while (g.numNodesGlobal() < count)
+            g.addNode(name("n"), 0, 0, 0);
+    };
+    {
+        Graph g;
+        addNodesUpTo(g, lone);
+        EXPECT_EQ(g.numNodesGlobal(), lone);
+        expectBlockBytes(0);
+        addNodesUpTo(g, lone + 1);
+        expectBlockBytes(2 << 20);
+        addNodesUpTo(g, lone + perBlock);
+        expectBlockBytes(2 << 20);
+        addNodesUpTo(g, lone + perBlock + 1);
+        expectBlockBytes(4 << 20);
+        // The records in the blocks read as they were made.
+        EXPECT_EQ(g.nodeName(lone), name("n"));
+        EXPECT_EQ(g.parentNode(lone + perBlock), 0);
+
+        QVector<int> past;
+        for (int n = lone; n < g.numNodesGlobal(); ++n)
+            past.append(n);
+        g.removeNodes(past);
+        g.purge();
+        EXPECT_EQ(g.numNodesGlobal(), lone);
+        EXPECT_EQ(g.numNodes(0), lone - 1);
+        expectBlockBytes(0);
+        addNodesUpTo(g, lone + 1);
+        expectBlockBytes(2 << 20);
+    }
+    EXPECT_EQ(Morvane::Zrn::Internal::hugePageBlockBytes(), before);
 }
 
 // ---------------------------------------------------------------- removing ports
