@@ -599,6 +599,8 @@ struct alignas(16) SyntheticNode
     int numDestinations;
     unsigned char filler[Bytes - 9 * sizeof(int)];
 };
+static_assert(sizeof(SyntheticNode<48>) == 48 && sizeof(SyntheticNode<144>) == 144,
+              "a synthetic record takes exactly its bytes (a multiple of 16 above 36)");
 
 struct SyntheticEdge
 {
@@ -609,9 +611,9 @@ struct SyntheticEdge
 };
 
 // Integer work standing for the rest of what one addEdge call executes:
-// 48 rounds of a multiply-add chain, about 240 instructions, near the 215
-// that callgrind counts for an edge of the shuffled build and near its
-// time at 1,000 nodes. It fills the processor's window of instructions in
+// 48 rounds of a multiply-add chain, near the time of an edge of the
+// shuffled build at 1,000 nodes and, as a loop of five instructions a
+// round, near the 215 instructions that callgrind counts for it. It fills the processor's window of instructions in
 // flight as the call does, which bounds how far the reads of the next edge
 // can start before those of this one end. The empty asm keeps the chain
 // from being folded without making it touch memory.
@@ -629,8 +631,9 @@ inline unsigned work(unsigned seed)
 }
 
 // The synthetic's records: where the build exports the library's internal
-// hooks, in the library's own record array (lone chunks, then huge-page
-// blocks past 4 MiB, as its node records are held); otherwise a vector.
+// hooks, in the library's record array with its default thresholds (lone
+// chunks up to 4 MiB, then huge-page blocks; the graph's node records
+// switch at 2 MiB); otherwise a vector.
 #if ZRNCORE_BENCH_HOOKS
 template <typename T>
 using SyntheticRecords = Morvane::Zrn::ChunkedArray<T, 8>;
@@ -645,10 +648,13 @@ using SyntheticRecords = std::vector<T>;
 // layered graph (BM_BuildLayered's edges, in the same order): the work
 // above, then what addEdge reads and writes: both nodes' parents, removal
 // flags and port counts, the fed input's source, the source output's
-// destinations, both ranks, and a 16-byte edge record appended. Records of
-// 144 bytes are the size of the library's node record with Qt 6 (the
-// fields touched spread over two or three cache lines of it); the smaller
-// sizes show what a record laid out more tightly would cost.
+// destinations, both ranks, and a 16-byte edge record appended. Those
+// fields sit at the start of each record, in its first 36 bytes, and the
+// rest is filler: the sizes vary the memory the records span, not the
+// lines an edge touches. Records of 144 bytes are the size of the
+// library's node record with Qt 6; the smaller sizes show what a record
+// laid out more tightly would span. The same records serve every
+// iteration.
 // Template argument: record bytes; argument: nodes. Counter: ns_per_edge.
 template <size_t Bytes>
 void BM_RecordFootprint(benchmark::State& state)

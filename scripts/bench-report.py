@@ -137,7 +137,7 @@ def build_tables(runs, kept):
         lines += ["", "The shuffled build's reads and writes with single calls, done by a synthetic on node records "
                   "of each size (`BM_RecordFootprint`, not a library operation; the library's record takes 144 bytes "
                   "with Qt 6):", "",
-                  "| record bytes | ns/edge at 1,000 nodes | ns/edge at 100,000 | growth |",
+                  "| record bytes | ns/edge at 1,000 nodes | ns/edge at 100,000 nodes | growth |",
                   "|---:|---:|---:|---:|"] + footprint
     return lines
 

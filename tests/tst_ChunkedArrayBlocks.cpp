@@ -103,7 +103,9 @@ using RoundedUp = ChunkedArray<std::array<char, 32>, 0, 128, 100>;
 static_assert(RoundedUp::kChunksPerBlock == 4, "a 128-byte block holds four 32-byte chunks");
 static_assert(RoundedUp::kFirstBlockChunk == 4, "100 bytes of chunks round up to four chunks");
 
-// The graph's node record on Qt 6 takes 144 bytes, in chunks of 256.
+// Records of the graph's node record size with Qt 6, 144 bytes, in chunks
+// of 256, with the default thresholds (the graph's node records take
+// blocks from 2 MiB on; this array from 4 MiB on).
 using NodeSized = ChunkedArray<std::array<char, 144>, 8>;
 static_assert(NodeSized::kChunksPerBlock == 56, "56 chunks of 36,864 bytes fill most of 2 MiB");
 static_assert(NodeSized::kFirstBlockChunk == 114, "4 MiB of lone chunks, rounded up to 114");

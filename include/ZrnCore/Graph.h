@@ -46,8 +46,9 @@ namespace Zrn {
 ///
 /// Memory: a graph keeps its node records, and apart from them its edge
 /// records, in chunks that never move. Once the node records take 2 MiB,
-/// or the edge records 4 MiB, the records of that kind beyond it go into
-/// blocks of 2 MiB; the last block holds up to 2 MiB of room not used yet. On Linux each block is mapped on its own and
+/// the node records past that size go into blocks of 2 MiB; so do the edge
+/// records past 4 MiB. The last block of each holds up to 2 MiB of room not
+/// used yet. On Linux each block is mapped on its own and
 /// the system is asked to back it with a huge page
 /// (madvise(MADV_HUGEPAGE)): fresh memory costs a page fault per page, and
 /// a block then takes one fault instead of 512, which makes a large graph

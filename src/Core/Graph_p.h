@@ -160,10 +160,11 @@ struct Pairing
 
 // The node and edge records, by reference: arrays that grow a chunk of 256
 // records at a time, so that growing moves no record. Node records go into
-// huge-page blocks past 2 MiB, edge records past 4 MiB: the node records
-// are those that a build in random order reads at random, where the blocks
-// spare page faults and address translations, and an edge record takes a
-// ninth of a node's, so 2 MiB of room would weigh on each edge.
+// huge-page blocks past 2 MiB, edge records past 4 MiB. A build in random
+// order reads the node records at random, and there the blocks spare page
+// faults. The last block may hold up to 2 MiB unused; spread over 16-byte
+// edge records that would add several bytes to each edge, so edge records
+// start blocks later.
 using NodeRecords = ChunkedArray<Node, 8, kHugePageBytes, kHugePageBytes>;
 using EdgeRecords = ChunkedArray<Edge, 8>;
 
