@@ -12,7 +12,20 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 namespace ZrnTest {
+
+// Builds `a` and `b` alike for a differential test: `build(graph, shape)`
+// runs on each with a generator in the same state, seeded from `seed`, so
+// the two graphs come out the same before the test edits them two ways.
+template <typename Build>
+void buildTwins(Morvane::Zrn::Graph& a, Morvane::Zrn::Graph& b, unsigned seed, Build build)
+{
+    const std::mt19937 shape(seed * 7919u);
+    build(a, shape);
+    build(b, shape);
+}
 
 inline void expectSamePort(const Morvane::Zrn::Graph& a, const Morvane::Zrn::Graph& b, int n, int p, bool output)
 {

@@ -113,9 +113,7 @@ TEST(GraphAddEdges, RandomListsAgreeWithSingleCalls)
         };
         Graph g;
         Graph twin;
-        const std::mt19937 shape(seed * 7919u);
-        build(g, shape);
-        build(twin, shape);
+        ZrnTest::buildTwins(g, twin, seed, build);
         const int nodes = g.numNodesGlobal();
         Edges edges;
         const int count = below(4) == 0 ? below(8) : 8 + below(120);

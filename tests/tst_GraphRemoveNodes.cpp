@@ -170,9 +170,7 @@ TEST(GraphRemoveNodes, RandomListsAgreeWithSingleCalls)
         };
         Graph g;
         Graph twin;
-        const std::mt19937 shape(seed * 7919u);
-        build(g, shape);
-        build(twin, shape);
+        ZrnTest::buildTwins(g, twin, seed, build);
         const int nodes = g.numNodesGlobal();
         QVector<int> doomed;
         const int count = below(5) == 0 ? below(3) : 1 + below(nodes);
