@@ -48,14 +48,14 @@ namespace Zrn {
 /// records, in chunks that never move. Once the node records take 2 MiB,
 /// the node records past that size go into blocks of 2 MiB; so do the edge
 /// records past 4 MiB. The last block of each holds up to 2 MiB of room not
-/// used yet. On Linux each block is mapped on its own and
-/// the system is asked to back it with a huge page
-/// (madvise(MADV_HUGEPAGE)): fresh memory costs a page fault per page, and
-/// a block then takes one fault instead of 512, which makes a large graph
-/// quicker to build wherever page faults are dear. The request follows the
-/// system's transparent huge page setting; a process that wants none of it
-/// turns it off with prctl(PR_SET_THP_DISABLE) or the system's setting, and
-/// the blocks are then made of ordinary pages.
+/// used yet. On Linux each block is mapped on its own and the system is
+/// asked to back it with a huge page (madvise(MADV_HUGEPAGE)): fresh memory
+/// costs a page fault per page, and a block then takes one fault instead of
+/// 512, which makes a large graph quicker to build wherever page faults are
+/// dear. The request follows the system's transparent huge page setting; a
+/// process that wants none of it turns it off with
+/// prctl(PR_SET_THP_DISABLE) or the system's setting, and the blocks are
+/// then made of ordinary pages.
 class ZRNCORE_EXPORT Graph
 {
 public:
