@@ -407,6 +407,75 @@ BENCHMARK(BM_BuildLayered)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
+// The layered graph built in two more orders, each timed on its own:
+//  - from the sinks: its nodes made from the last to the first, each
+//    node's output edges added right after the node, as a graph made on
+//    demand is built; every new edge leaves a node that nothing feeds yet
+//    and enters nodes made before it;
+//  - shuffled nodes: its nodes made in a fixed random order, then its
+//    edges from the first layer on (the forward build's order); every new
+//    edge enters a node that feeds nothing yet, made at a random time.
+// Either order used to move much of the graph in the producer order at
+// each edge. Counters: nanoseconds per node of each build.
+void BM_BuildInOtherOrders(benchmark::State& state)
+{
+    const int count = int(state.range(0));
+    const std::vector<LayeredEdge> forward = layeredEdges(count);
+    std::vector<LayeredEdge> bySource = forward;
+    std::stable_sort(bySource.begin(), bySource.end(),
+                     [](const LayeredEdge& a, const LayeredEdge& b) { return a.src > b.src; });
+    // slot[k]: the slot of the node that layeredEdges() numbers k.
+    std::vector<int> fromSinks(size_t(count) + 1);
+    for (int k = 1; k <= count; ++k)
+        fromSinks[size_t(k)] = count + 1 - k;
+    std::vector<int> shuffled(size_t(count) + 1);
+    std::iota(shuffled.begin() + 1, shuffled.end(), 1);
+    std::shuffle(shuffled.begin() + 1, shuffled.end(), std::mt19937(20261123));
+
+    double seconds[2] = {};
+    int refused = 0;
+    bool numbered = true;
+    for (auto _ : state) {
+        for (int way = 0; way < 2; ++way) {
+            auto g = std::make_unique<Graph>();
+            const double start = ZrnBench::threadSeconds();
+            if (way == 0) {
+                size_t next = 0;
+                for (int k = count; k >= 1; --k) {
+                    numbered &= addLayeredNode(*g) == fromSinks[size_t(k)];
+                    for (; next < bySource.size() && bySource[next].src == k; ++next) {
+                        const LayeredEdge& e = bySource[next];
+                        refused += g->addEdge(fromSinks[size_t(k)], 0, fromSinks[size_t(e.dst)], e.input)
+                            == Graph::kInvalidEdgeRef;
+                    }
+                }
+            } else {
+                addLayeredNodes(*g, count);
+                for (const LayeredEdge& e : forward) {
+                    refused += g->addEdge(shuffled[size_t(e.src)], 0, shuffled[size_t(e.dst)], e.input)
+                        == Graph::kInvalidEdgeRef;
+                }
+            }
+            const double elapsed = ZrnBench::threadSeconds() - start;
+            seconds[way] += elapsed;
+            if (way == 0)
+                state.SetIterationTime(elapsed);
+            g.reset();
+        }
+    }
+    if (!numbered || refused != 0)
+        state.SkipWithError("a graph built in another order is not the layered graph");
+    const double nodes = double(state.iterations()) * count;
+    state.counters["from_sinks_ns"] = seconds[0] * 1e9 / nodes;
+    state.counters["shuffled_nodes_ns"] = seconds[1] * 1e9 / nodes;
+}
+BENCHMARK(BM_BuildInOtherOrders)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 10000, 100000});
+    })
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
 // A hierarchy N levels deep, each level the only child of the one above,
 // with one input and one output per node, built after a first regular edge
 // at the top (so that every edit keeps the producer order up to date):

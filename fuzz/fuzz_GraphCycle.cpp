@@ -168,6 +168,9 @@ void onBoth(Graphs& gs, Edit edit)
 void tryAddEdge(Graphs& gs, int src, int srcOutput, int dst, int dstInput)
 {
     const int expected = expectedAddEdge(gs.g, src, srcOutput, dst, dstInput);
+    // checkEdge() answers from the order as it stands, addEdge() may first
+    // rebuild it or move a rank: both must agree with the search.
+    ZRN_FUZZ_CHECK(gs.g.checkEdge(src, srcOutput, dst, dstInput).accepted() == (expected != Graph::kInvalidEdgeRef));
     ZRN_FUZZ_CHECK(gs.g.addEdge(src, srcOutput, dst, dstInput) == expected);
     if (expected != Graph::kInvalidEdgeRef) {
         ZRN_FUZZ_CHECK(gs.twin.addEdge(src, srcOutput, dst, dstInput) == expected);

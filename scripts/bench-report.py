@@ -198,6 +198,14 @@ def other_table(runs):
             lines.append(f"| down edges from the top, then up edges from the bottom | {size:,} levels "
                          f"| {fmt(ns(r) / 1e6, 2)} ms | {fmt(r['down_ns'])} ns per level and down edge, "
                          f"{fmt(r['up_ns'])} ns per up edge | |")
+    for size in (1000, 100000):
+        r = runs.get(f"BM_BuildInOtherOrders/{size}/manual_time")
+        if r:
+            lines.append(f"| layered graph built from its sinks back | {size:,} nodes | {fmt(ns(r) / 1e6, 2)} ms "
+                         f"| {fmt(r['from_sinks_ns'])} ns per node | |")
+            lines.append(f"| layered graph, nodes made in shuffled order, then edges from the first layer "
+                         f"| {size:,} nodes | {fmt(r['shuffled_nodes_ns'] * size / 1e6, 2)} ms "
+                         f"| {fmt(r['shuffled_nodes_ns'])} ns per node | |")
     r = runs.get("BM_ConnectByName/100")
     if r:
         lines.append(f"| connectByName | 100 ports each | {fmt(ns(r, 'cpu_time') / 1e3)} µs "

@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -258,6 +259,7 @@ void Graph::Impl::rebuildOrder()
         }
     }
     o.nextRank = next;
+    o.firstRank = 0;
     o.state = OrderState::Fresh;
 }
 
@@ -363,6 +365,10 @@ void Graph::Impl::orderNodeAdded(int n)
                 return;
             }
         }
+    }
+    if (order.nextRank == std::numeric_limits<int>::max()) {
+        order.state = OrderState::Stale; // the rebuild numbers the ranks afresh
+        return;
     }
     order.rank.push_back(order.nextRank++); // nothing feeds it yet
 }

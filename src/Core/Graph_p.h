@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -129,6 +130,7 @@ struct ProducerOrder
 
     std::vector<int> rank; // per node slot
     int nextRank = 0;      // above every rank handed out
+    int firstRank = 0;     // at or below every rank handed out
     State state = State::Stale;
     // The highest parent field that named no slot at the last rebuild, -1 if
     // none: a node created in that slot could close a loop of parents.
@@ -325,19 +327,82 @@ struct Graph::Impl
 
     // The producer order (GraphOrder.cpp). orderProvesNoPath() is true only
     // when precedes(dstNode, srcNode, true) is certainly false; it rebuilds a
-    // stale order first. orderProvesNoPathAsIs() answers from the order as it
-    // stands, without rebuilding, for const callers.
+    // stale order first, and where the ranks prove nothing but one end of
+    // the edge does, it moves that end's rank so that they prove it next
+    // time. orderProvesNoPathAsIs() answers from the order as it stands,
+    // without changing it, for const callers.
     bool orderProvesNoPath(int srcNode, int dstNode)
     {
         if (order.state == ProducerOrder::State::Stale)
             rebuildOrder();
-        return orderProvesNoPathAsIs(srcNode, dstNode);
+        if (ranksProveNoPath(srcNode, dstNode))
+            return true;
+        if (srcNode == dstNode)
+            return false;
+        if (unfed(srcNode)) {
+            if (order.state == ProducerOrder::State::Fresh)
+                rankFirst(srcNode);
+            return true;
+        }
+        if (order.state == ProducerOrder::State::Fresh && feedsNothing(dstNode)) {
+            rankLast(dstNode);
+            return true;
+        }
+        return false;
     }
     bool orderProvesNoPathAsIs(int srcNode, int dstNode) const
+    {
+        return ranksProveNoPath(srcNode, dstNode)
+            || (srcNode != dstNode
+                && (unfed(srcNode) || (order.state == ProducerOrder::State::Fresh && feedsNothing(dstNode))));
+    }
+    bool ranksProveNoPath(int srcNode, int dstNode) const
     {
         // Upstream of srcNode lie only nodes ranked at or below it.
         return order.state == ProducerOrder::State::Fresh && inRange(srcNode, order.rank.size())
             && inRange(dstNode, order.rank.size()) && order.rank[size_t(dstNode)] > order.rank[size_t(srcNode)];
+    }
+    // Whether no input of slot `n` has a source: then nothing lies upstream
+    // of it, and the search from it finds only `n` itself, whatever the
+    // records hold. False when `n` names no slot.
+    bool unfed(int n) const
+    {
+        const Node* record = nodeAt(n);
+        if (!record)
+            return false;
+        for (const Port& in : record->inputs()) {
+            if (in.source != Graph::kInvalidEdgeRef)
+                return false;
+        }
+        return true;
+    }
+    // Whether no output of slot `n` lists an edge. While the order is fresh,
+    // every edge that the search follows is listed at its source port, so
+    // such a node feeds nothing and lies upstream of no other node. False
+    // when `n` names no slot.
+    bool feedsNothing(int n) const
+    {
+        const Node* record = nodeAt(n);
+        if (!record)
+            return false;
+        for (const Port& out : record->outputs()) {
+            if (!out.destinations.empty())
+                return false;
+        }
+        return true;
+    }
+    // Ranks slot `n` below (above) every rank handed out, where a rank is
+    // left there. Only for a node that nothing feeds (that feeds nothing),
+    // in a fresh order: every link then still runs upwards.
+    void rankFirst(int n)
+    {
+        if (order.firstRank != std::numeric_limits<int>::min())
+            order.rank[size_t(n)] = --order.firstRank;
+    }
+    void rankLast(int n)
+    {
+        if (order.nextRank != std::numeric_limits<int>::max())
+            order.rank[size_t(n)] = order.nextRank++;
     }
     // Hooks of the editing operations, called after the edit.
     void orderNodeAdded(int node);
@@ -376,11 +441,26 @@ struct Graph::Impl
     bool collectConsumers(int node, std::vector<int>& out) const;
     void insertLinks(int producer, const std::vector<int>& consumers);
     // Ranks `producer` below `consumer`, moving what must move; false when
-    // the consumer feeds the producer (a loop). Most links need no move.
+    // the consumer feeds the producer (a loop). Most links need no move. A
+    // producer that nothing feeds moves alone, below every other node; else
+    // a consumer that feeds nothing moves alone, above every other node.
+    // A graph built from its consumers back to its producers, or made in
+    // any order and linked from its producers on, then needs no walk
+    // through everything downstream of the consumer or upstream of the
+    // producer, which made such builds quadratic.
     bool insertLink(int producer, int consumer)
     {
-        return producer == consumer || order.rank[size_t(producer)] < order.rank[size_t(consumer)]
-            || reorderForLink(producer, consumer);
+        if (producer == consumer || order.rank[size_t(producer)] < order.rank[size_t(consumer)])
+            return true;
+        if (unfed(producer) && order.firstRank != std::numeric_limits<int>::min()) {
+            rankFirst(producer);
+            return true;
+        }
+        if (feedsNothing(consumer) && order.nextRank != std::numeric_limits<int>::max()) {
+            rankLast(consumer);
+            return true;
+        }
+        return reorderForLink(producer, consumer);
     }
     bool reorderForLink(int producer, int consumer);
 };
