@@ -572,6 +572,61 @@ TEST(GraphCycle, NodeAddedUnderTheStaleChildThatNamesItsSlotMakesAParentLoop)
     EXPECT_EQ(g.numEdgesGlobal(), 3);
 }
 
+// Down edges around that loop of parents feed each of the two inputs from
+// the other. The walk up from either input goes round the loop; it stops
+// once it has taken as many steps as the graph has edges, at the input it
+// reached then, which a regular edge does not feed. The search, and with
+// it addEdge() and checkEdge(), must still answer.
+TEST(GraphCycle, DownEdgesAroundALoopOfParentsDoNotHangTheWalks)
+{
+    Graph g;
+    const int a = addNode(g);
+    const int b = addNode(g);
+    const int x = addNode(g);
+    const int y = addNode(g);
+    const int p = addNode(g);
+    addNode(g, p);
+    g.removeNode(x);
+    g.removeNode(y);
+    g.purge();
+    EXPECT_EQ(addEdgeChecked(g, a, 0, b, 0), 0);
+    const int n = addNode(g, 4);
+    ASSERT_EQ(g.parentNode(4), n);
+    ASSERT_EQ(g.parentNode(n), 4);
+    EXPECT_EQ(g.addDownEdge(0, 4, 0), 1); // n's input into 4's
+    EXPECT_EQ(g.addDownEdge(0, n, 0), 2); // 4's input into n's
+    EXPECT_EQ(g.numEdgesGlobal(), 3);
+
+    int node = 4;
+    int index = 0;
+    EXPECT_TRUE(g.walkUp(node, index)); // three steps: n, 4, n
+    EXPECT_EQ(node, n);
+    EXPECT_EQ(index, 0);
+    node = n;
+    EXPECT_TRUE(g.walkUp(node, index));
+    EXPECT_EQ(node, 4);
+    EXPECT_FALSE(g.walkToSourceNode(node, index));
+    EXPECT_FALSE(g.precedes(a, 4, true));
+    EXPECT_FALSE(g.precedes(a, n, true));
+    EXPECT_TRUE(g.precedes(4, 4, true));
+
+    // n's output, made an up edge's source, feeds 4's output; 4's output
+    // feeds n's the same way: the walk down goes round as well.
+    EXPECT_EQ(g.addUpEdge(0, n, 0), 3);
+    EXPECT_EQ(g.addUpEdge(0, 4, 0), 4);
+    node = 4;
+    index = 0;
+    EXPECT_TRUE(g.walkDown(node, index)); // five steps: n, 4, n, 4, n
+    EXPECT_EQ(node, n);
+    EXPECT_EQ(index, 0);
+
+    g.addInput(4, QStringLiteral("more"), -1);
+    const int c = g.addNode(QStringLiteral("c"), 1, 1, n);
+    EXPECT_EQ(addEdgeChecked(g, c, 0, 4, 1), 5);
+    EXPECT_TRUE(g.checkEdge(c, 0, 4, 1).refusal == Morvane::Zrn::EdgeRefusal::OccupiedInput);
+    EXPECT_EQ(g.numEdgesGlobal(), 6);
+}
+
 // Once a first regular edge has been made, every later edit keeps the order
 // up to date. A hierarchy a hundred thousand levels deep, each level's input
 // handed down from the level above as the level is made, must then be built

@@ -429,7 +429,10 @@ public:
     // (except for walkToSourceNode). The port must exist; in a release build
     // a port outside the storage counts as unfed (false, no move). A port
     // that an edge still names after removeInput() or removeOutput() erased
-    // it counts as unfed too, so the walk stops there. Nothing allocates.
+    // it counts as unfed too, so the walk stops there. Down (up) edges that
+    // go round in a loop, which only a parent field left stale by purge()
+    // allows, are followed for as many steps as the graph has edges; the
+    // walk stops at the port it reached then. Nothing allocates.
 
     /// From input `index` of `node`, steps once across a regular edge to the
     /// sibling output that feeds it.

@@ -34,11 +34,15 @@ bool Graph::Impl::walkHierarchy(int& node, int& index) const
     int e = sourceAt(node, side, index);
     if (!crossesLevel(e))
         return false;
+    // A chain of such edges takes each edge once, unless it goes round a
+    // loop, which only parent fields left stale by purge() allow: then it
+    // stops after as many steps as there are edges.
+    size_t steps = edges.size();
     do {
         node = edge(e).srcNode;
         index = edge(e).srcIndex;
         e = sourceAt(node, side, index);
-    } while (crossesLevel(e));
+    } while (crossesLevel(e) && --steps != 0);
     return true;
 }
 
