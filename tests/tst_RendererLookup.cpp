@@ -188,7 +188,8 @@ TEST(RendererPaths, RemovedNodesAreNotFound)
 
 // purge() keeps parent fields as they were: here c, now node 2, still names
 // slot 3, past the end of the storage. Its path stops where the parents stop
-// being live nodes, in the renderer and in the frame report alike.
+// being live nodes, in the renderer and in the frame report alike, and
+// stops as well once a node made in that slot closes a loop of parents.
 TEST(RendererPaths, PathStopsAtAParentThatAStalePurgeLeftBeyondTheStorage)
 {
     QStringList log;
@@ -214,6 +215,15 @@ TEST(RendererPaths, PathStopsAtAParentThatAStalePurgeLeftBeyondTheStorage)
                            QStringLiteral("c.isFinished()"), QStringLiteral("c.endFrame()"),
                            QStringLiteral("c.errorCode()")}));
     EXPECT_TRUE(r.frameReport().text(r.getGraph()).startsWith(QStringLiteral("frame 0: succeeded, 1 run, target c\n")));
+
+    // A node made in that slot, under c, closes a loop of parents: a path
+    // then holds as many names as there are node slots, here four.
+    ASSERT_EQ(r.getGraph().addNode(QStringLiteral("n"), 0, 0, 2), 3);
+    ASSERT_EQ(r.getGraph().parentNode(3), 2);
+    EXPECT_EQ(r.passPath(2), QStringLiteral("n/c/n/c"));
+    EXPECT_EQ(r.passPath(3), QStringLiteral("c/n/c/n"));
+    EXPECT_TRUE(r.frameReport().text(r.getGraph()).startsWith(
+        QStringLiteral("frame 0: succeeded, 1 run, target n/c/n/c\n")));
 }
 
 // ---------------------------------------------------------------- statistics

@@ -156,7 +156,9 @@ public:
     int findPassByPath(const QString& path) const;
     /// Returns the path of `node` as findPassByPath() reads it: the names
     /// from the top level down to `node`, joined by '/'; empty for the root
-    /// and for a node that is not valid.
+    /// and for a node that is not valid. Where parent fields go round in a
+    /// loop, which only purge() of the graph can leave, the path holds as
+    /// many names as the graph has node slots.
     QString passPath(int node) const;
     /// Lists what is wrong or suspicious in the renderer's composition, each
     /// finding with its node's path and a sentence; empty when all is well.

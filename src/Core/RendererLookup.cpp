@@ -49,7 +49,10 @@ QString Renderer::passPath(int node) const
     if (!graph.isValidNode(node))
         return QString();
     QStringList names;
-    for (int n = node; n != Graph::kRootNodeRef && graph.isValidNode(n); n = graph.parentNode(n))
+    // As nodePath(): a loop of stale parent fields stops the climb after as
+    // many names as there are node slots.
+    int steps = graph.numNodesGlobal();
+    for (int n = node; n != Graph::kRootNodeRef && graph.isValidNode(n) && steps-- > 0; n = graph.parentNode(n))
         names.prepend(graph.nodeName(n));
     return names.join(QLatin1Char('/'));
 }
