@@ -222,8 +222,8 @@ TEST(RendererPaths, PathStopsAtAParentThatAStalePurgeLeftBeyondTheStorage)
     ASSERT_EQ(r.getGraph().parentNode(3), 2);
     EXPECT_EQ(r.passPath(2), QStringLiteral("n/c/n/c"));
     EXPECT_EQ(r.passPath(3), QStringLiteral("c/n/c/n"));
-    EXPECT_TRUE(r.frameReport().text(r.getGraph()).startsWith(
-        QStringLiteral("frame 0: succeeded, 1 run, target n/c/n/c\n")));
+    EXPECT_TRUE(
+        r.frameReport().text(r.getGraph()).startsWith(QStringLiteral("frame 0: succeeded, 1 run, target n/c/n/c\n")));
 }
 
 // ---------------------------------------------------------------- statistics
