@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <random>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 // TestSupport.h turns a broken check into a thrown ZrnTest::FuzzFailure.
@@ -306,47 +308,159 @@ TEST(GraphCycle, DownEdgeIntoAnInputHandedFurtherDownLinksTheGrandchildren)
     EXPECT_EQ(g.numEdgesGlobal(), 8);
 }
 
-// Where the ranks of an edge's ends say nothing, its ends alone may: a
-// source node that nothing feeds has nothing upstream, a destination node
-// that feeds nothing is upstream of nothing. Such a node then moves alone,
-// to the bottom or the top of the order, and nothing else is walked.
-TEST(GraphCycle, NodeThatNothingFeedsRanksFirstAndNodeFeedingNothingRanksLast)
+// How many nodes one side of a move in the order may reach before a node
+// at the other end that has no other link on its far side moves alone.
+constexpr int kLocal =
+    int(std::remove_reference_t<decltype(GraphStorage::of(std::declval<const Graph&>()))>::kLocalReorder);
+
+// A chain built from its end back to its start, as a graph made on demand
+// is: each new node, fed by nothing, feeds the node made before it. While
+// the chain below the new edge is short, the order moves it as it is; once
+// it reaches kLocal nodes, the new node alone goes below every other.
+TEST(GraphCycle, ProducerThatNothingFeedsRanksFirstPastALongWayDownstream)
 {
+    constexpr int kLength = 2 * kLocal + 4;
     Graph g;
-    const int a = addNode(g);
-    const int b = addNode(g);
-    // The first edge builds the order, in slot order: root 0, a 1, b 2.
-    EXPECT_EQ(addEdgeChecked(g, b, 0, a, 0), 0);
+    std::vector<int> chain{addNode(g)}; // chain[k] is fed by chain[k + 1]
+    for (int k = 1; k < kLength; ++k) {
+        chain.push_back(addNode(g));
+        ASSERT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) - 1], 0), k - 1);
+    }
     EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
-    EXPECT_EQ(rankOf(g, Graph::kRootNodeRef), 0);
-    EXPECT_EQ(rankOf(g, a), 1);
-    EXPECT_EQ(rankOf(g, b), -1); // nothing feeds b: first
+    // Built at the first edge in slot order, then moved as a whole each time.
+    EXPECT_EQ(rankOf(g, chain[0]), kLocal);
+    EXPECT_EQ(rankOf(g, chain[1]), kLocal - 1);
+    EXPECT_EQ(rankOf(g, chain[kLocal - 1]), 1);
+    // From then on the new node alone.
+    EXPECT_EQ(rankOf(g, chain[kLocal]), -1);
+    EXPECT_EQ(rankOf(g, chain[kLength - 1]), -(kLength - kLocal));
+    EXPECT_EQ(orderOf(g).firstRank, -(kLength - kLocal));
+    EXPECT_EQ(orderOf(g).nextRank, kLength + 1);
+    EXPECT_EQ(checkedOrder(g), kLength + 1);
+    EXPECT_EQ(addEdgeChecked(g, chain[0], 0, chain[kLength - 1], 0), -1);
+}
+
+// The mirror case: the nodes made from the end of the chain to its start,
+// then linked from its start on. Each new edge enters a node that feeds
+// nothing yet; once the chain above it reaches kLocal nodes, that node alone
+// goes above every other.
+TEST(GraphCycle, ConsumerThatFeedsNothingRanksLastPastALongWayUpstream)
+{
+    constexpr int kLength = 2 * kLocal + 4;
+    Graph g;
+    std::vector<int> chain(kLength); // chain[k] feeds chain[k + 1]
+    for (int k = kLength - 1; k >= 0; --k)
+        chain[size_t(k)] = addNode(g);
+    for (int k = 0; k + 1 < kLength; ++k)
+        ASSERT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) + 1], 0), k);
+    EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
+    EXPECT_EQ(rankOf(g, chain[0]), kLength - kLocal + 1);
+    EXPECT_EQ(rankOf(g, chain[kLocal - 1]), kLength);
+    EXPECT_EQ(rankOf(g, chain[kLocal]), kLength + 1);
+    EXPECT_EQ(rankOf(g, chain[kLength - 1]), 2 * kLength - kLocal);
+    EXPECT_EQ(orderOf(g).nextRank, 2 * kLength - kLocal + 1);
+    EXPECT_EQ(orderOf(g).firstRank, 0);
+    EXPECT_EQ(checkedOrder(g), kLength + 1);
+    EXPECT_EQ(addEdgeChecked(g, chain[kLength - 1], 0, chain[0], 0), -1);
+}
+
+// A node that could move alone, but whose move touches few nodes, moves as
+// the order would move any other. Put at the very top, each node y here
+// would drag the whole chain t along when it then feeds t's first node.
+TEST(GraphCycle, SmallSidesMoveAsTheyAreThoughAnEndCouldMoveAlone)
+{
+    constexpr int kFeeders = 8;
+    constexpr int kChain = 3 * kLocal;
+    Graph g;
+    std::vector<int> y;
+    for (int j = 0; j < kFeeders; ++j)
+        y.push_back(addNode(g));
+    const int q = addNode(g);
+    const int p = addNode(g);
+    const int first = g.addNode(QStringLiteral("t"), kFeeders, 1, Graph::kRootNodeRef);
+    std::vector<int> t{first};
+    for (int k = 1; k < kChain; ++k)
+        t.push_back(addNode(g));
+    int id = 0;
+    EXPECT_EQ(addEdgeChecked(g, q, 0, p, 0), id++);
+    for (int k = 1; k < kChain; ++k)
+        EXPECT_EQ(addEdgeChecked(g, t[size_t(k) - 1], 0, t[size_t(k)], 0), id++);
+    std::vector<int> before;
+    for (int n : t)
+        before.push_back(rankOf(g, n));
+    for (int j = 0; j < kFeeders; ++j) {
+        EXPECT_EQ(addEdgeChecked(g, p, 0, y[size_t(j)], 0), id++); // y feeds nothing yet
+        EXPECT_EQ(addEdgeChecked(g, y[size_t(j)], 0, first, j), id++);
+    }
+    std::vector<int> after;
+    for (int n : t)
+        after.push_back(rankOf(g, n));
+    EXPECT_EQ(after, before); // the chain never moved
+    // p, q and the first two y moved among their own ranks (slot numbers at
+    // the first edge); p then ranked below every later y.
+    EXPECT_EQ(rankOf(g, q), 1);
+    EXPECT_EQ(rankOf(g, p), 2);
+    EXPECT_EQ(rankOf(g, y[0]), 10);
+    EXPECT_EQ(rankOf(g, y[1]), 9);
+    EXPECT_EQ(rankOf(g, y[2]), 3);
+    EXPECT_EQ(orderOf(g).nextRank, kFeeders + 3 + kChain);
+    EXPECT_EQ(checkedOrder(g), kFeeders + 3 + kChain);
+}
+
+// A long side does not let a node that links further on its far side move
+// alone: c feeds d, so c moves with d above the chain that now feeds c,
+// and the edge from d back to the chain's start is refused.
+TEST(GraphCycle, ConsumerThatFeedsSomethingMovesWithWhatItFeeds)
+{
+    constexpr int kChain = 2 * kLocal;
+    Graph g;
     const int c = addNode(g);
-    EXPECT_EQ(rankOf(g, c), 3);
-    EXPECT_EQ(addEdgeChecked(g, c, 0, b, 0), 1);
-    EXPECT_EQ(rankOf(g, c), -2);
-    EXPECT_EQ(orderOf(g).firstRank, -2);
+    const int d = addNode(g);
+    std::vector<int> u;
+    for (int k = 0; k < kChain; ++k)
+        u.push_back(addNode(g));
+    int id = 0;
+    EXPECT_EQ(addEdgeChecked(g, c, 0, d, 0), id++);
+    for (int k = 1; k < kChain; ++k)
+        EXPECT_EQ(addEdgeChecked(g, u[size_t(k) - 1], 0, u[size_t(k)], 0), id++);
+    EXPECT_EQ(addEdgeChecked(g, u.back(), 0, c, 0), id++);
+    EXPECT_EQ(checkedOrder(g), kChain + 3);
+    EXPECT_GT(rankOf(g, d), rankOf(g, c));
+    EXPECT_GT(rankOf(g, c), rankOf(g, u.back()));
+    EXPECT_EQ(addEdgeChecked(g, d, 0, u[0], 0), -1); // u0 -> ... -> c -> d
+    EXPECT_EQ(g.numEdgesGlobal(), id);
+}
 
-    // x feeds nothing, y is fed by a and ranks above x: x moves to the top.
-    const int x = addNode(g);
-    const int y = addNode(g);
-    EXPECT_EQ(addEdgeChecked(g, a, 0, y, 0), 2);
-    EXPECT_EQ(rankOf(g, x), 4);
-    EXPECT_EQ(rankOf(g, y), 5);
-    EXPECT_EQ(addEdgeChecked(g, y, 0, x, 0), 3);
-    EXPECT_EQ(rankOf(g, x), 6);
-    EXPECT_EQ(orderOf(g).nextRank, 7);
-    EXPECT_EQ(checkedOrder(g), 6);
-
-    // Neither end moves alone when both are linked on their far sides.
-    g.addInput(c, QStringLiteral("back"), -1);
-    EXPECT_EQ(addEdgeChecked(g, x, 0, c, 1), -1); // c -> b -> a -> y -> x
-    g.addInput(y, QStringLiteral("more"), -1);
-    EXPECT_EQ(addEdgeChecked(g, b, 0, y, 1), 4);
-    EXPECT_EQ(rankOf(g, b), -1);
-    EXPECT_EQ(rankOf(g, y), 5);
-    EXPECT_EQ(checkedOrder(g), 6);
-    EXPECT_EQ(g.numEdgesGlobal(), 5);
+// The order's update for an up edge takes the same way out: here the new
+// up edge makes child c, which nothing feeds, the producer of a long chain
+// that reads its parent's output, and c alone moves below every other.
+TEST(GraphCycle, UpEdgeFromAChildThatNothingFeedsRanksTheChildFirst)
+{
+    constexpr int kChain = 2 * kLocal;
+    Graph g;
+    const int group = addNode(g);
+    std::vector<int> t;
+    for (int k = 0; k < kChain; ++k)
+        t.push_back(addNode(g));
+    int id = 0;
+    EXPECT_EQ(addEdgeChecked(g, group, 0, t[0], 0), id++);
+    for (int k = 1; k < kChain; ++k)
+        EXPECT_EQ(addEdgeChecked(g, t[size_t(k) - 1], 0, t[size_t(k)], 0), id++);
+    std::vector<int> before;
+    for (int n : t)
+        before.push_back(rankOf(g, n));
+    const int c = addNode(g, group);
+    EXPECT_EQ(rankOf(g, c), kChain + 2);
+    EXPECT_EQ(g.addUpEdge(0, c, 0), id++);
+    EXPECT_EQ(rankOf(g, c), -1);
+    EXPECT_EQ(orderOf(g).firstRank, -1);
+    std::vector<int> after;
+    for (int n : t)
+        after.push_back(rankOf(g, n));
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(checkedOrder(g), kChain + 3);
+    EXPECT_TRUE(g.precedes(c, t.back(), true));
+    EXPECT_FALSE(g.precedes(group, t.back(), true));
 }
 
 // A node's own edge into itself is a loop, whatever its ends look like.
@@ -383,11 +497,10 @@ TEST(GraphCycle, NodeWhoseConnectedOutputWasErasedStillFeedsThroughItsEdge)
     EXPECT_EQ(g.numEdgesGlobal(), 1);
 }
 
-// A graph built from its end back to its start, as a graph made on demand
-// is: each new node feeds the node made before it. Each new edge used to
-// move every node made so far in the order, which made this build
-// quadratic (44 us per node at 1,000 nodes, 540 us at 10,000, in an
-// optimised build); now only the new node moves.
+// The same build at scale. Each new edge used to move every node made so
+// far in the order, which made it quadratic (58 us per node at 1,000 nodes,
+// 560 us at 10,000, in an optimised build); now the order moves kLocal
+// nodes at most before it moves the new node alone.
 TEST(GraphCycle, ChainBuiltFromItsEndAHundredThousandNodesLong)
 {
     constexpr int kLength = 100000;
@@ -398,11 +511,9 @@ TEST(GraphCycle, ChainBuiltFromItsEndAHundredThousandNodesLong)
         ASSERT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) - 1], 0), k - 1);
     }
     EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
-    EXPECT_EQ(rankOf(g, chain[0]), 1);
-    EXPECT_EQ(rankOf(g, chain[1]), -1);
-    EXPECT_EQ(rankOf(g, chain.back()), -(kLength - 1));
-    EXPECT_EQ(orderOf(g).firstRank, -(kLength - 1));
-    EXPECT_EQ(orderOf(g).nextRank, kLength + 1);
+    EXPECT_EQ(rankOf(g, chain[0]), kLocal);
+    EXPECT_EQ(rankOf(g, chain.back()), -(kLength - kLocal));
+    EXPECT_EQ(orderOf(g).firstRank, -(kLength - kLocal));
     EXPECT_EQ(checkedOrder(g), kLength + 1);
 
     const int start = chain.back();
@@ -415,18 +526,17 @@ TEST(GraphCycle, ChainBuiltFromItsEndAHundredThousandNodesLong)
     EXPECT_EQ(g.numEdgesGlobal(), kLength);
 }
 
-// The mirror case: the nodes made first, in a shuffled order, then linked
-// from the start of the chain to its end. Each new edge enters a node that
-// feeds nothing yet, which moves to the top of the order; before, half of
-// the edges searched the whole chain above them and moved it.
+// The nodes of a chain made first, in a shuffled order, then linked from
+// the start of the chain to its end: each new edge enters a node that
+// feeds nothing yet, made at a random time. Half of the edges used to
+// search and move much of the chain above them.
 TEST(GraphCycle, ChainMadeInShuffledOrderLinkedFromItsStartAHundredThousandNodesLong)
 {
     constexpr int kLength = 100000;
     Graph g;
-    std::vector<int> made;
+    std::vector<int> chain;
     for (int k = 0; k < kLength; ++k)
-        made.push_back(addNode(g));
-    std::vector<int> chain = made;
+        chain.push_back(addNode(g));
     std::shuffle(chain.begin(), chain.end(), std::mt19937(20261123));
     // The edges are checked against the search only at the end: the search
     // from each new edge's source would walk the whole chain above it.
@@ -446,46 +556,63 @@ TEST(GraphCycle, ChainMadeInShuffledOrderLinkedFromItsStartAHundredThousandNodes
 }
 
 // Ranks handed out below and above the others run out at the ends of the
-// int range. There a node stays where it is and the order moves what must
-// move as for any other link; a new node there has the order rebuilt.
+// int range. There the node that would move alone stays, and the order
+// moves the whole side as for any other link; a new node with no rank left
+// above has the order rebuilt.
 TEST(GraphCycle, RanksAtTheEndsOfTheIntRangeStayInRange)
 {
-    Graph g;
-    const int a = addNode(g);
-    const int b = addNode(g);
-    EXPECT_EQ(addEdgeChecked(g, a, 0, b, 0), 0);
-    auto& order = const_cast<ProducerOrder&>(orderOf(g)); // as the library's own hooks would leave it
-    order.nextRank = INT_MAX - 1;
-    const int c = addNode(g);
-    EXPECT_EQ(rankOf(g, c), INT_MAX - 1);
-    EXPECT_EQ(order.nextRank, INT_MAX);
-    const int x = addNode(g); // no rank left above: rebuilt at the next edge
-    EXPECT_EQ(order.state, ProducerOrder::State::Stale);
-    EXPECT_EQ(addEdgeChecked(g, x, 0, c, 0), 1);
-    EXPECT_EQ(order.state, ProducerOrder::State::Fresh);
-    EXPECT_EQ(order.nextRank, 5);
-    EXPECT_EQ(rankOf(g, c), 3);
-    EXPECT_EQ(rankOf(g, x), -1);
+    {
+        // A chain from its end, as above, one node past the first move alone.
+        constexpr int kLength = kLocal + 1;
+        Graph g;
+        std::vector<int> chain{addNode(g)};
+        for (int k = 1; k < kLength; ++k) {
+            chain.push_back(addNode(g));
+            ASSERT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) - 1], 0), k - 1);
+        }
+        ASSERT_EQ(rankOf(g, chain[kLocal]), -1);
+        auto& order = const_cast<ProducerOrder&>(orderOf(g)); // as many moves would leave it
+        order.firstRank = INT_MIN;
+        const int n = addNode(g);
+        EXPECT_EQ(rankOf(g, n), kLength + 1);
+        EXPECT_EQ(addEdgeChecked(g, n, 0, chain[kLocal], 0), kLocal);
+        EXPECT_EQ(order.firstRank, INT_MIN);
+        // The whole chain moved up by one place, n took the lowest rank.
+        EXPECT_EQ(rankOf(g, n), -1);
+        EXPECT_EQ(rankOf(g, chain[kLocal]), 1);
+        EXPECT_EQ(rankOf(g, chain[0]), kLength + 1);
+        EXPECT_EQ(checkedOrder(g), kLength + 2);
+    }
+    {
+        // The mirror build, one edge past the first move alone.
+        constexpr int kLength = kLocal + 2;
+        Graph g;
+        std::vector<int> chain(kLength);
+        for (int k = kLength - 1; k >= 0; --k)
+            chain[size_t(k)] = addNode(g);
+        for (int k = 0; k < kLocal; ++k)
+            ASSERT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) + 1], 0), k);
+        ASSERT_EQ(rankOf(g, chain[kLocal]), kLength + 1);
+        auto& order = const_cast<ProducerOrder&>(orderOf(g));
+        order.nextRank = INT_MAX;
+        EXPECT_EQ(addEdgeChecked(g, chain[kLocal], 0, chain[kLocal + 1], 0), kLocal);
+        EXPECT_EQ(order.nextRank, INT_MAX);
+        EXPECT_EQ(rankOf(g, chain[kLocal + 1]), kLength + 1);
+        EXPECT_EQ(rankOf(g, chain[kLocal]), kLength);
+        EXPECT_EQ(rankOf(g, chain[0]), kLength - kLocal - 1);
+        EXPECT_EQ(checkedOrder(g), kLength + 1);
 
-    order.firstRank = INT_MIN;
-    const int y = addNode(g);
-    EXPECT_EQ(rankOf(g, y), 5);
-    EXPECT_EQ(addEdgeChecked(g, y, 0, x, 0), 2); // y cannot go below: y, x, c move
-    EXPECT_EQ(order.firstRank, INT_MIN);
-    EXPECT_EQ(rankOf(g, y), -1);
-    EXPECT_EQ(rankOf(g, x), 3);
-    EXPECT_EQ(rankOf(g, c), 5);
-
-    order.nextRank = INT_MAX;
-    g.addInput(b, QStringLiteral("more"), -1);
-    EXPECT_EQ(addEdgeChecked(g, c, 0, b, 1), 3); // b cannot go above: x, c, b move
-    EXPECT_EQ(order.nextRank, INT_MAX);
-    EXPECT_EQ(rankOf(g, x), 2);
-    EXPECT_EQ(rankOf(g, c), 3);
-    EXPECT_EQ(rankOf(g, b), 5);
-    EXPECT_EQ(checkedOrder(g), 6);
-    EXPECT_EQ(addEdgeChecked(g, b, 0, y, 0), -1); // y -> x -> c -> b
-    EXPECT_EQ(g.numEdgesGlobal(), 4);
+        // A new node finds no rank left above: the order is rebuilt at the
+        // next edge, in slot order.
+        const int n = addNode(g);
+        EXPECT_EQ(order.state, ProducerOrder::State::Stale);
+        EXPECT_EQ(addEdgeChecked(g, chain[kLocal + 1], 0, n, 0), kLength - 1);
+        EXPECT_EQ(order.state, ProducerOrder::State::Fresh);
+        EXPECT_EQ(order.nextRank, kLength + 2);
+        EXPECT_EQ(order.firstRank, 0);
+        EXPECT_EQ(rankOf(g, n), kLength + 1);
+        EXPECT_EQ(checkedOrder(g), kLength + 2);
+    }
 }
 
 TEST(GraphCycle, SeededRandomEditsAgreeWithTheSearch)

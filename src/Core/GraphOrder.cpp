@@ -272,6 +272,15 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
     // The producer ranks after its new consumer. Only the nodes ranked from
     // the consumer's rank to the producer's can need moving: those fed from
     // the consumer (forward) and those feeding the producer (backward).
+    //
+    // Where one side reaches kLocalReorder nodes and the node at the other
+    // end has no links beyond this one on its far side (a producer
+    // that nothing feeds, a consumer that feeds nothing), that node moves
+    // alone, below or above every other, instead of the whole side. A graph
+    // built from its sinks back, or made in any order and linked from its
+    // producers on, would otherwise move much of itself at each edge. Small
+    // sides move as they are: a node put at the very bottom or top must
+    // later take everything that it links to on its far side along.
     const int lower = rank[size_t(consumer)];
     const int upper = rank[size_t(producer)];
     OrderScratch& s = orderScratch;
@@ -285,6 +294,8 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
         const int w = s.stack.back();
         s.stack.pop_back();
         s.forward.push_back(w);
+        if (s.forward.size() == kLocalReorder && unfed(producer) && rankFirst(producer))
+            return true;
         s.found.clear();
         if (!collectConsumers(w, s.found))
             return false;
@@ -306,6 +317,8 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
         const int w = s.stack.back();
         s.stack.pop_back();
         s.backward.push_back(w);
+        if (s.backward.size() == kLocalReorder && feedsNothing(consumer) && rankLast(consumer))
+            return true;
         const int count = int(node(w).inputs().size());
         for (int i = 0; i < count; ++i) {
             const int p = producerOf(w, i);

@@ -327,34 +327,17 @@ struct Graph::Impl
 
     // The producer order (GraphOrder.cpp). orderProvesNoPath() is true only
     // when precedes(dstNode, srcNode, true) is certainly false; it rebuilds a
-    // stale order first, and where the ranks prove nothing but one end of
-    // the edge does, it moves that end's rank so that they prove it next
-    // time. orderProvesNoPathAsIs() answers from the order as it stands,
-    // without changing it, for const callers.
+    // stale order first. orderProvesNoPathAsIs() answers from the order as it
+    // stands, without rebuilding, for const callers.
     bool orderProvesNoPath(int srcNode, int dstNode)
     {
         if (order.state == ProducerOrder::State::Stale)
             rebuildOrder();
-        if (ranksProveNoPath(srcNode, dstNode))
-            return true;
-        if (srcNode == dstNode)
-            return false;
-        if (unfed(srcNode)) {
-            if (order.state == ProducerOrder::State::Fresh)
-                rankFirst(srcNode);
-            return true;
-        }
-        if (order.state == ProducerOrder::State::Fresh && feedsNothing(dstNode)) {
-            rankLast(dstNode);
-            return true;
-        }
-        return false;
+        return orderProvesNoPathAsIs(srcNode, dstNode);
     }
     bool orderProvesNoPathAsIs(int srcNode, int dstNode) const
     {
-        return ranksProveNoPath(srcNode, dstNode)
-            || (srcNode != dstNode
-                && (unfed(srcNode) || (order.state == ProducerOrder::State::Fresh && feedsNothing(dstNode))));
+        return ranksProveNoPath(srcNode, dstNode) || endsProveNoPath(srcNode, dstNode);
     }
     bool ranksProveNoPath(int srcNode, int dstNode) const
     {
@@ -362,9 +345,18 @@ struct Graph::Impl
         return order.state == ProducerOrder::State::Fresh && inRange(srcNode, order.rank.size())
             && inRange(dstNode, order.rank.size()) && order.rank[size_t(dstNode)] > order.rank[size_t(srcNode)];
     }
-    // Whether no input of slot `n` has a source: then nothing lies upstream
-    // of it, and the search from it finds only `n` itself, whatever the
-    // records hold. False when `n` names no slot.
+    // Where the ranks prove nothing, the ends of the edge may: nothing lies
+    // upstream of a source node that nothing feeds, and a destination node
+    // that feeds nothing lies upstream of nothing. The first holds for any
+    // records, the second while the order is fresh (see feedsNothing()).
+    bool endsProveNoPath(int srcNode, int dstNode) const
+    {
+        return srcNode != dstNode
+            && (unfed(srcNode) || (order.state == ProducerOrder::State::Fresh && feedsNothing(dstNode)));
+    }
+    // Whether no input of slot `n` has a source: then the search upstream
+    // from it finds only `n` itself, whatever the records hold. False when
+    // `n` names no slot.
     bool unfed(int n) const
     {
         const Node* record = nodeAt(n);
@@ -378,8 +370,7 @@ struct Graph::Impl
     }
     // Whether no output of slot `n` lists an edge. While the order is fresh,
     // every edge that the search follows is listed at its source port, so
-    // such a node feeds nothing and lies upstream of no other node. False
-    // when `n` names no slot.
+    // such a node feeds nothing. False when `n` names no slot.
     bool feedsNothing(int n) const
     {
         const Node* record = nodeAt(n);
@@ -390,19 +381,6 @@ struct Graph::Impl
                 return false;
         }
         return true;
-    }
-    // Ranks slot `n` below (above) every rank handed out, where a rank is
-    // left there. Only for a node that nothing feeds (that feeds nothing),
-    // in a fresh order: every link then still runs upwards.
-    void rankFirst(int n)
-    {
-        if (order.firstRank != std::numeric_limits<int>::min())
-            order.rank[size_t(n)] = --order.firstRank;
-    }
-    void rankLast(int n)
-    {
-        if (order.nextRank != std::numeric_limits<int>::max())
-            order.rank[size_t(n)] = order.nextRank++;
     }
     // Hooks of the editing operations, called after the edit.
     void orderNodeAdded(int node);
@@ -441,26 +419,33 @@ struct Graph::Impl
     bool collectConsumers(int node, std::vector<int>& out) const;
     void insertLinks(int producer, const std::vector<int>& consumers);
     // Ranks `producer` below `consumer`, moving what must move; false when
-    // the consumer feeds the producer (a loop). Most links need no move. A
-    // producer that nothing feeds moves alone, below every other node; else
-    // a consumer that feeds nothing moves alone, above every other node.
-    // A graph built from its consumers back to its producers, or made in
-    // any order and linked from its producers on, then needs no walk
-    // through everything downstream of the consumer or upstream of the
-    // producer, which made such builds quadratic.
+    // the consumer feeds the producer (a loop). Most links need no move.
     bool insertLink(int producer, int consumer)
     {
-        if (producer == consumer || order.rank[size_t(producer)] < order.rank[size_t(consumer)])
-            return true;
-        if (unfed(producer) && order.firstRank != std::numeric_limits<int>::min()) {
-            rankFirst(producer);
-            return true;
-        }
-        if (feedsNothing(consumer) && order.nextRank != std::numeric_limits<int>::max()) {
-            rankLast(consumer);
-            return true;
-        }
-        return reorderForLink(producer, consumer);
+        return producer == consumer || order.rank[size_t(producer)] < order.rank[size_t(consumer)]
+            || reorderForLink(producer, consumer);
+    }
+    // How many nodes one side of reorderForLink() may reach before a node
+    // at the other end that nothing feeds (that feeds nothing) moves alone
+    // instead of that side.
+    static constexpr size_t kLocalReorder = 8;
+    // Ranks slot `n` below (above) every rank handed out and returns true,
+    // or returns false when no rank is left there. Only for a node that
+    // nothing feeds (that feeds nothing), in a fresh order: every link then
+    // still runs upwards.
+    bool rankFirst(int n)
+    {
+        if (order.firstRank == std::numeric_limits<int>::min())
+            return false;
+        order.rank[size_t(n)] = --order.firstRank;
+        return true;
+    }
+    bool rankLast(int n)
+    {
+        if (order.nextRank == std::numeric_limits<int>::max())
+            return false;
+        order.rank[size_t(n)] = order.nextRank++;
+        return true;
     }
     bool reorderForLink(int producer, int consumer);
 };
