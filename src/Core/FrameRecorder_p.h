@@ -7,6 +7,7 @@
 #include <ZrnCore/FrameTrace.h>
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QStringList>
 #include <QtCore/QVector>
 
 #include <vector>
@@ -16,9 +17,14 @@ namespace Zrn {
 
 class Graph;
 
-// The path of `node` from the root: its and its ancestors' names joined by
-// '/', the root left out; "(root)" for the root, "(node N)" for an invalid
-// reference.
+// The names of `node` and its ancestors, from the top level down, the root
+// left out; empty for the root and for an invalid reference. Parent fields
+// left stale by purge() may go round in a loop: the climb then stops after
+// as many names as there are node slots.
+QStringList pathNames(const Graph& graph, int node);
+
+// The path of `node` from the root: pathNames() joined by '/'; "(root)" for
+// the root, "(node N)" for an invalid reference.
 QString nodePath(const Graph& graph, int node);
 
 struct FrameReport::Impl

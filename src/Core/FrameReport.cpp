@@ -32,16 +32,20 @@ QString number(double value)
 
 } // namespace
 
+QStringList pathNames(const Graph& graph, int node)
+{
+    QStringList names;
+    int steps = graph.numNodesGlobal();
+    for (int n = node; n != Graph::kRootNodeRef && graph.isValidNode(n) && steps-- > 0; n = graph.parentNode(n))
+        names.prepend(graph.nodeName(n));
+    return names;
+}
+
 QString nodePath(const Graph& graph, int node)
 {
     if (!graph.isValidNode(node))
         return QStringLiteral("(node %1)").arg(node);
-    QStringList names;
-    // Parent fields left stale by purge() may go round in a loop: the climb
-    // then stops after as many names as there are node slots.
-    int steps = graph.numNodesGlobal();
-    for (int n = node; n != Graph::kRootNodeRef && graph.isValidNode(n) && steps-- > 0; n = graph.parentNode(n))
-        names.prepend(graph.nodeName(n));
+    const QStringList names = pathNames(graph, node);
     return names.isEmpty() ? QStringLiteral("(root)") : names.join(QLatin1Char('/'));
 }
 

@@ -4,6 +4,8 @@
 // Everything here goes through the renderer's public operations and its
 // graph, so it behaves exactly as a host's own code doing the same would.
 
+#include "FrameRecorder_p.h"
+
 #include <ZrnCore/FrameStatistics.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/RenderPassHelper.h>
@@ -48,13 +50,7 @@ QString Renderer::passPath(int node) const
     const Graph& graph = getGraph();
     if (!graph.isValidNode(node))
         return QString();
-    QStringList names;
-    // As nodePath(): a loop of stale parent fields stops the climb after as
-    // many names as there are node slots.
-    int steps = graph.numNodesGlobal();
-    for (int n = node; n != Graph::kRootNodeRef && graph.isValidNode(n) && steps-- > 0; n = graph.parentNode(n))
-        names.prepend(graph.nodeName(n));
-    return names.join(QLatin1Char('/'));
+    return pathNames(graph, node).join(QLatin1Char('/'));
 }
 
 const FrameStatistics& Renderer::passFrameStatistics(int node) const
