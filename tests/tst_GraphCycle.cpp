@@ -670,12 +670,11 @@ TEST(GraphCycle, NodeAddedIntoASlotThatAStaleParentFieldNames)
     EXPECT_EQ(g.numEdgesGlobal(), 4);
 }
 
-// The same stale field, but the node added into that slot is the stale
-// child's own child: the parents now go round in a loop, and from then on
-// every answer comes from the search.
-TEST(GraphCycle, NodeAddedUnderTheStaleChildThatNamesItsSlotMakesAParentLoop)
+// Top-level nodes a and b, then x, y, p and p's child; x and y removed and
+// purged away. The child, now node 4, keeps its parent field 5, which names
+// no slot until the next node is made. Returns a and b.
+std::pair<int, int> purgeLeavingAStaleParentField(Graph& g)
 {
-    Graph g;
     const int a = addNode(g);
     const int b = addNode(g);
     const int x = addNode(g);
@@ -685,6 +684,16 @@ TEST(GraphCycle, NodeAddedUnderTheStaleChildThatNamesItsSlotMakesAParentLoop)
     g.removeNode(x);
     g.removeNode(y);
     g.purge();
+    return {a, b};
+}
+
+// The same stale field, but the node added into that slot is the stale
+// child's own child: the parents now go round in a loop, and from then on
+// every answer comes from the search.
+TEST(GraphCycle, NodeAddedUnderTheStaleChildThatNamesItsSlotMakesAParentLoop)
+{
+    Graph g;
+    const auto [a, b] = purgeLeavingAStaleParentField(g);
     EXPECT_EQ(addEdgeChecked(g, a, 0, b, 0), 0);
     const int n = addNode(g, 4);
     ASSERT_EQ(n, 5);
@@ -707,15 +716,7 @@ TEST(GraphCycle, NodeAddedUnderTheStaleChildThatNamesItsSlotMakesAParentLoop)
 TEST(GraphCycle, DownEdgesAroundALoopOfParentsDoNotHangTheWalks)
 {
     Graph g;
-    const int a = addNode(g);
-    const int b = addNode(g);
-    const int x = addNode(g);
-    const int y = addNode(g);
-    const int p = addNode(g);
-    addNode(g, p);
-    g.removeNode(x);
-    g.removeNode(y);
-    g.purge();
+    const auto [a, b] = purgeLeavingAStaleParentField(g);
     EXPECT_EQ(addEdgeChecked(g, a, 0, b, 0), 0);
     const int n = addNode(g, 4);
     ASSERT_EQ(g.parentNode(4), n);
