@@ -313,6 +313,19 @@ TEST(GraphCycle, DownEdgeIntoAnInputHandedFurtherDownLinksTheGrandchildren)
 constexpr int kLocal =
     int(std::remove_reference_t<decltype(GraphStorage::of(std::declval<const Graph&>()))>::kLocalReorder);
 
+// A chain of `length` nodes built from its end back to its start: each new
+// node, fed by nothing, feeds the node made before it, and each edge must
+// be made as the search predicts. Element k is fed by element k + 1.
+std::vector<int> buildChainFromItsEnd(Graph& g, int length)
+{
+    std::vector<int> chain{addNode(g)};
+    for (int k = 1; k < length; ++k) {
+        chain.push_back(addNode(g));
+        EXPECT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) - 1], 0), k - 1);
+    }
+    return chain;
+}
+
 // A chain built from its end back to its start, as a graph made on demand
 // is: each new node, fed by nothing, feeds the node made before it. While
 // the chain below the new edge is short, the order moves it as it is; once
@@ -321,11 +334,7 @@ TEST(GraphCycle, ProducerThatNothingFeedsRanksFirstPastALongWayDownstream)
 {
     constexpr int kLength = 2 * kLocal + 4;
     Graph g;
-    std::vector<int> chain{addNode(g)}; // chain[k] is fed by chain[k + 1]
-    for (int k = 1; k < kLength; ++k) {
-        chain.push_back(addNode(g));
-        ASSERT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) - 1], 0), k - 1);
-    }
+    const std::vector<int> chain = buildChainFromItsEnd(g, kLength); // chain[k] is fed by chain[k + 1]
     EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
     // Built at the first edge in slot order, then moved as a whole each time.
     EXPECT_EQ(rankOf(g, chain[0]), kLocal);
@@ -505,11 +514,7 @@ TEST(GraphCycle, ChainBuiltFromItsEndAHundredThousandNodesLong)
 {
     constexpr int kLength = 100000;
     Graph g;
-    std::vector<int> chain{addNode(g)}; // chain[k] is fed by chain[k + 1]
-    for (int k = 1; k < kLength; ++k) {
-        chain.push_back(addNode(g));
-        ASSERT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) - 1], 0), k - 1);
-    }
+    const std::vector<int> chain = buildChainFromItsEnd(g, kLength); // chain[k] is fed by chain[k + 1]
     EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
     EXPECT_EQ(rankOf(g, chain[0]), kLocal);
     EXPECT_EQ(rankOf(g, chain.back()), -(kLength - kLocal));
@@ -565,11 +570,7 @@ TEST(GraphCycle, RanksAtTheEndsOfTheIntRangeStayInRange)
         // A chain from its end, as above, one node past the first move alone.
         constexpr int kLength = kLocal + 1;
         Graph g;
-        std::vector<int> chain{addNode(g)};
-        for (int k = 1; k < kLength; ++k) {
-            chain.push_back(addNode(g));
-            ASSERT_EQ(addEdgeChecked(g, chain[size_t(k)], 0, chain[size_t(k) - 1], 0), k - 1);
-        }
+        const std::vector<int> chain = buildChainFromItsEnd(g, kLength);
         ASSERT_EQ(rankOf(g, chain[kLocal]), -1);
         auto& order = const_cast<ProducerOrder&>(orderOf(g)); // as many moves would leave it
         order.firstRank = INT_MIN;
