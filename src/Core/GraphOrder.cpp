@@ -46,7 +46,20 @@ struct OrderScratch
     std::vector<int> ranks;                       // insertLink()
 };
 
-thread_local OrderScratch orderScratch;
+thread_local OrderScratch orderScratchOfThread;
+
+// The scratch of this thread. Reached through a call that is never inlined:
+// in a shared library each access to a thread_local may go through the
+// runtime's address lookup, and GCC repeats that lookup inside loops rather
+// than keep the address. The address this returns stays in a register.
+#if defined(__GNUC__) || defined(__clang__)
+__attribute__((noinline))
+#endif
+OrderScratch&
+orderScratch()
+{
+    return orderScratchOfThread;
+}
 
 } // namespace
 
@@ -71,7 +84,7 @@ bool Graph::Impl::collectInputConsumers(int n, int input, std::vector<int>& out)
 {
     // The nodes with an input whose walkUp() ends at (or passes) this one:
     // the node itself, then, down edge by down edge, the children fed from it.
-    std::vector<std::pair<int, int>>& todo = orderScratch.inputPorts;
+    std::vector<std::pair<int, int>>& todo = orderScratch().inputPorts;
     todo.clear();
     todo.emplace_back(n, input);
     size_t budget = edges.size(); // each down edge is followed at most once
@@ -102,7 +115,7 @@ bool Graph::Impl::collectOutputConsumers(int n, int output, std::vector<int>& ou
     // The nodes fed by the value of this output: through every output whose
     // walkDown() reaches this one (up edges, upwards), every regular edge
     // leaving such an output, and the inputs fed from its end.
-    std::vector<std::pair<int, int>>& todo = orderScratch.outputPorts;
+    std::vector<std::pair<int, int>>& todo = orderScratch().outputPorts;
     todo.clear();
     todo.emplace_back(n, output);
     size_t budget = edges.size();
@@ -283,7 +296,7 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
     // later take everything that it links to on its far side along.
     const int lower = rank[size_t(consumer)];
     const int upper = rank[size_t(producer)];
-    OrderScratch& s = orderScratch;
+    OrderScratch& s = orderScratch();
 
     s.forwardSeen.begin(nodes.size());
     s.forward.clear();
@@ -391,7 +404,7 @@ void Graph::Impl::orderEdgeAdded(int id, EdgeMade made)
     if (order.state != OrderState::Fresh)
         return;
     const Edge& e = edge(id);
-    std::vector<int>& consumers = orderScratch.consumers;
+    std::vector<int>& consumers = orderScratch().consumers;
     consumers.clear();
     int producer = -1;
     bool collected = true;
@@ -449,7 +462,7 @@ void Graph::Impl::orderEdgeRemoved(int id)
     int m = e.dstNode;
     int k = e.dstIndex;
     walkDown(m, k);
-    std::vector<int>& consumers = orderScratch.consumers;
+    std::vector<int>& consumers = orderScratch().consumers;
     consumers.clear();
     if (!collectOutputConsumers(e.dstNode, e.dstIndex, consumers)) {
         order.state = OrderState::Stale;
