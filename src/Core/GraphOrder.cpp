@@ -46,19 +46,9 @@ struct OrderScratch
     std::vector<int> ranks;                       // insertLink()
 };
 
-thread_local OrderScratch orderScratchOfThread;
-
-// The scratch of this thread. Reached through a call that is never inlined:
-// in a shared library each access to a thread_local may go through the
-// runtime's address lookup, and GCC repeats that lookup inside loops rather
-// than keep the address. The address this returns stays in a register.
-#if defined(__GNUC__) || defined(__clang__)
-__attribute__((noinline))
-#endif
-OrderScratch&
-orderScratch()
+OrderScratch& orderScratch()
 {
-    return orderScratchOfThread;
+    return perThread<OrderScratch>();
 }
 
 } // namespace

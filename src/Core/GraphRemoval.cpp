@@ -12,11 +12,11 @@ namespace Zrn {
 
 namespace {
 
-// Which nodes the running removeChildNode() call has entered.
-thread_local VisitStamps removalScratch;
-// Which nodes the running removeNodes() call is to erase from one parent's
-// children list.
-thread_local VisitStamps leavingScratch;
+// Tags of the per-thread marks: which nodes the running removeChildNode()
+// call has entered, and which nodes the running removeNodes() call is to
+// erase from one parent's children list.
+struct EnteredTag;
+struct LeavingTag;
 
 // One node whose subtree is being removed: the next child position to visit
 // and the number of children it had when it was entered.
@@ -159,7 +159,7 @@ void Graph::removeNodes(const QVector<int>& nodes)
     // Grouped by parent; within a group the order does not matter, since
     // the group's nodes are only marked.
     std::sort(leaving.begin(), leaving.end(), [](const Leaving& a, const Leaving& b) { return a.parent < b.parent; });
-    VisitStamps& pending = leavingScratch;
+    VisitStamps& pending = perThread<VisitStamps, LeavingTag>();
     for (size_t first = 0; first < leaving.size();) {
         const int parent = leaving[first].parent;
         size_t last = first;
@@ -188,7 +188,7 @@ void Graph::removeChildNode(int node)
         return;
     d->changed();
 
-    VisitStamps& entered = removalScratch;
+    VisitStamps& entered = perThread<VisitStamps, EnteredTag>();
     entered.begin(d->nodes.size());
     std::vector<RemovalFrame> stack;
 

@@ -42,6 +42,22 @@ struct VisitStamps
     void unmark(int n) { stamps[size_t(n)] = 0; }
 };
 
+// The instance of `T` that belongs to the calling thread, one per `Tag`: the
+// scratch storage of a traversal. Reached through a call that is never
+// inlined, once per traversal: in a shared library an access to a
+// thread_local may go through the runtime's address lookup, and GCC repeats
+// that lookup inside a loop rather than keep the address in a register.
+template <typename T, typename Tag = T>
+#if defined(__GNUC__) || defined(__clang__)
+__attribute__((noinline))
+#endif
+T&
+perThread()
+{
+    thread_local T instance;
+    return instance;
+}
+
 } // namespace Zrn
 } // namespace Morvane
 

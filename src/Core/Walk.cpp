@@ -93,15 +93,13 @@ struct PrecedesScratch
     std::vector<int> queue;
 };
 
-thread_local PrecedesScratch precedesScratch;
-
 } // namespace
 
 bool Graph::precedes(int a, int b, bool throughHierarchy) const
 {
     Q_ASSERT_X(d->validNode(b), Q_FUNC_INFO, "invalid node reference");
     // A `b` outside the storage is compared with `a` and has no inputs.
-    PrecedesScratch& s = precedesScratch;
+    PrecedesScratch& s = perThread<PrecedesScratch>();
     s.visited.begin(d->nodes.size());
     s.queue.clear();
 
