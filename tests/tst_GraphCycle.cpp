@@ -308,8 +308,9 @@ TEST(GraphCycle, DownEdgeIntoAnInputHandedFurtherDownLinksTheGrandchildren)
     EXPECT_EQ(g.numEdgesGlobal(), 8);
 }
 
-// How many nodes one side of a move in the order may reach before a node
-// at the other end that has no other link on its far side moves alone.
+// How many nodes one side of a move in the order may reach before the order
+// first tries to move the far side of the other end instead; it tries again
+// each time the side doubles.
 constexpr int kLocal =
     int(std::remove_reference_t<decltype(GraphStorage::of(std::declval<const Graph&>()))>::kLocalReorder);
 
@@ -438,6 +439,201 @@ TEST(GraphCycle, ConsumerThatFeedsSomethingMovesWithWhatItFeeds)
     EXPECT_GT(rankOf(g, c), rankOf(g, u.back()));
     EXPECT_EQ(addEdgeChecked(g, d, 0, u[0], 0), -1); // u0 -> ... -> c -> d
     EXPECT_EQ(g.numEdgesGlobal(), id);
+}
+
+// A chain of `length` nodes made first, then linked from its start on, each
+// edge as the search predicts, ids 0 to length - 2. The first edge builds
+// the order, in slot order, so element k ranks k + 1 (the root ranks 0).
+std::vector<int> buildChain(Graph& g, int length)
+{
+    std::vector<int> chain;
+    for (int k = 0; k < length; ++k)
+        chain.push_back(addNode(g));
+    for (int k = 1; k < length; ++k)
+        EXPECT_EQ(addEdgeChecked(g, chain[size_t(k) - 1], 0, chain[size_t(k)], 0), k - 1);
+    return chain;
+}
+
+// Puts a new node x in between chain[at] and chain[at + 1], as an editor
+// puts a pass in: the edge between them goes, then chain[at] feeds x and x
+// feeds chain[at + 1]. Returns x.
+int insertAfter(Graph& g, const std::vector<int>& chain, int at)
+{
+    g.removeEdge(g.inputSource(chain[size_t(at) + 1], 0));
+    const int x = addNode(g);
+    const int edges = g.numEdgesGlobal();
+    EXPECT_EQ(addEdgeChecked(g, chain[size_t(at)], 0, x, 0), edges);
+    EXPECT_EQ(addEdgeChecked(g, x, 0, chain[size_t(at) + 1], 0), edges + 1);
+    return x;
+}
+
+// A node put in right after the head of a chain: the chain below it reaches
+// kLocal nodes, and the two nodes upstream of the new edge (x and the head)
+// go below every other instead of the chain moving up past x.
+TEST(GraphCycle, NodePutInAfterTheHeadOfAChainGoesFirstWithTheHead)
+{
+    constexpr int kLength = kLocal + 2;
+    Graph g;
+    const std::vector<int> chain = buildChain(g, kLength);
+    const int x = insertAfter(g, chain, 0);
+    EXPECT_EQ(rankOf(g, chain[0]), -2);
+    EXPECT_EQ(rankOf(g, x), -1);
+    for (int k = 1; k < kLength; ++k)
+        EXPECT_EQ(rankOf(g, chain[size_t(k)]), k + 1) << k; // as built
+    EXPECT_EQ(orderOf(g).firstRank, -2);
+    EXPECT_EQ(orderOf(g).nextRank, kLength + 2);
+    EXPECT_EQ(checkedOrder(g), kLength + 2);
+    EXPECT_EQ(addEdgeChecked(g, chain.back(), 0, chain[0], 0), -1);
+    EXPECT_EQ(addEdgeChecked(g, chain.back(), 0, x, 0), -1); // x is fed
+}
+
+// The far side is tried again each time the searched side doubles: here
+// the kLocal + 3 nodes up to the head are too many at kLocal nodes below,
+// and go first at 2 * kLocal.
+TEST(GraphCycle, FarSideTooLargeAtFirstMovesOnceTheSearchedSideDoubles)
+{
+    constexpr int kHead = kLocal + 2; // x comes after chain[kHead - 1]
+    constexpr int kLength = kHead + 3 * kLocal;
+    Graph g;
+    const std::vector<int> chain = buildChain(g, kLength);
+    const int x = insertAfter(g, chain, kHead - 1);
+    for (int k = 0; k < kHead; ++k)
+        EXPECT_EQ(rankOf(g, chain[size_t(k)]), k - kHead - 1) << k;
+    EXPECT_EQ(rankOf(g, x), -1);
+    for (int k = kHead; k < kLength; ++k)
+        EXPECT_EQ(rankOf(g, chain[size_t(k)]), k + 1) << k;
+    EXPECT_EQ(orderOf(g).firstRank, -kHead - 1);
+    EXPECT_EQ(checkedOrder(g), kLength + 2);
+    EXPECT_EQ(addEdgeChecked(g, chain.back(), 0, chain[0], 0), -1);
+}
+
+// Where the far side is the larger, the searched side moves as it would
+// without the tries: x takes the rank of the node it now feeds, and the
+// chain below moves up by one.
+TEST(GraphCycle, FarSideLargerThanTheSearchedSideStays)
+{
+    constexpr int kTail = kLocal + 2; // x comes before chain[kLength - kTail]
+    constexpr int kLength = kTail + 3 * kLocal;
+    Graph g;
+    const std::vector<int> chain = buildChain(g, kLength);
+    const int x = insertAfter(g, chain, kLength - kTail - 1);
+    for (int k = 0; k < kLength - kTail; ++k)
+        EXPECT_EQ(rankOf(g, chain[size_t(k)]), k + 1) << k;
+    EXPECT_EQ(rankOf(g, x), kLength - kTail + 1);
+    for (int k = kLength - kTail; k < kLength; ++k)
+        EXPECT_EQ(rankOf(g, chain[size_t(k)]), k + 2) << k;
+    EXPECT_EQ(orderOf(g).firstRank, 0);
+    EXPECT_EQ(orderOf(g).nextRank, kLength + 2);
+    EXPECT_EQ(checkedOrder(g), kLength + 2);
+    EXPECT_EQ(addEdgeChecked(g, chain.back(), 0, chain[0], 0), -1);
+}
+
+// The mirror case: a long chain u comes to feed c, which feeds a chain d
+// of kLocal + 2 nodes. At 2 * kLocal nodes up the chain u, c and all it
+// feeds go above every other node.
+TEST(GraphCycle, FarSideDownstreamGoesLastOnceTheSearchedSideDoubles)
+{
+    constexpr int kFed = kLocal + 2;
+    constexpr int kChain = 3 * kLocal + 6;
+    Graph g;
+    const int c = addNode(g);
+    std::vector<int> d;
+    for (int k = 0; k < kFed; ++k)
+        d.push_back(addNode(g));
+    std::vector<int> u;
+    for (int k = 0; k < kChain; ++k)
+        u.push_back(addNode(g));
+    int id = 0;
+    EXPECT_EQ(addEdgeChecked(g, c, 0, d[0], 0), id++);
+    for (int k = 1; k < kFed; ++k)
+        EXPECT_EQ(addEdgeChecked(g, d[size_t(k) - 1], 0, d[size_t(k)], 0), id++);
+    for (int k = 1; k < kChain; ++k)
+        EXPECT_EQ(addEdgeChecked(g, u[size_t(k) - 1], 0, u[size_t(k)], 0), id++);
+    EXPECT_EQ(addEdgeChecked(g, u.back(), 0, c, 0), id++);
+    constexpr int kTop = kFed + kChain + 2; // nextRank before the move
+    EXPECT_EQ(rankOf(g, c), kTop);
+    for (int k = 0; k < kFed; ++k)
+        EXPECT_EQ(rankOf(g, d[size_t(k)]), kTop + 1 + k) << k;
+    for (int k = 0; k < kChain; ++k)
+        EXPECT_EQ(rankOf(g, u[size_t(k)]), kFed + 2 + k) << k; // as built
+    EXPECT_EQ(orderOf(g).nextRank, kTop + 1 + kFed);
+    EXPECT_EQ(orderOf(g).firstRank, 0);
+    EXPECT_EQ(checkedOrder(g), kTop);
+    EXPECT_EQ(addEdgeChecked(g, d.back(), 0, u[0], 0), -1);
+}
+
+// An edge that closes a loop through an enclosing node is accepted (see the
+// first test). Here the order learns of the loop while it tries the far
+// side: y feeds a chain w before the short way y -> z -> s back to the new
+// edge's source, the search downstream of y reaches kLocal nodes in w
+// first, and the way up from s meets y. Every later answer comes from the
+// search.
+TEST(GraphCycle, LoopMetWhileTryingTheFarSideLeavesTheAnswersToTheSearch)
+{
+    Graph g;
+    const int x = g.addNode(QStringLiteral("x"), 2, 1, Graph::kRootNodeRef);
+    const int y = g.addNode(QStringLiteral("y"), 1, 2, x);
+    const int z = addNode(g, x);
+    std::vector<int> w;
+    for (int k = 0; k < kLocal + 2; ++k)
+        w.push_back(addNode(g, x));
+    const int s = addNode(g);
+    const int h = addNode(g);
+    int id = 0;
+    EXPECT_EQ(g.addDownEdge(0, y, 0), id++);
+    EXPECT_EQ(addEdgeChecked(g, y, 0, z, 0), id++);
+    EXPECT_EQ(g.addUpEdge(0, z, 0), id++); // z makes x's output
+    EXPECT_EQ(addEdgeChecked(g, y, 1, w[0], 0), id++);
+    for (int k = 1; k < kLocal + 2; ++k)
+        EXPECT_EQ(addEdgeChecked(g, w[size_t(k) - 1], 0, w[size_t(k)], 0), id++);
+    EXPECT_EQ(addEdgeChecked(g, x, 0, s, 0), id++);
+    EXPECT_EQ(addEdgeChecked(g, h, 0, x, 1), id++); // x now ranks above s
+    EXPECT_EQ(rankOf(g, x), kLocal + 7);
+    EXPECT_EQ(rankOf(g, s), kLocal + 6);
+    EXPECT_EQ(rankOf(g, y), 2);
+    EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
+
+    EXPECT_EQ(addEdgeChecked(g, s, 0, x, 0), id++);
+    EXPECT_EQ(orderOf(g).state, ProducerOrder::State::LiteralOnly);
+    EXPECT_TRUE(g.precedes(s, y, true));
+    EXPECT_TRUE(g.precedes(y, s, true));
+    g.addInput(y, QStringLiteral("back"), -1);
+    EXPECT_EQ(addEdgeChecked(g, w.back(), 0, y, 1), -1); // y -> w
+    EXPECT_EQ(addEdgeChecked(g, w.back(), 0, z, 0), -1); // z's input is taken
+    EXPECT_EQ(g.numEdgesGlobal(), id);
+}
+
+// The same edit at scale, as a host that adds each new pass right after
+// its source does: each insertion used to move the whole chain below the
+// new node (2.1 ms per insertion at 40,000 nodes, in an optimised build).
+TEST(GraphCycle, NodesPutInAfterTheHeadOfAChainAHundredThousandTimes)
+{
+    constexpr int kInserted = 100000;
+    Graph g;
+    const int head = addNode(g);
+    const int tail = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, head, 0, tail, 0), 0);
+    // The edges are checked against the search only at the end: the search
+    // from each edge into the chain would walk all of it.
+    int mismatches = 0;
+    for (int k = 0; k < kInserted; ++k) {
+        const int next = g.edgeDestNode(g.outputDestination(head, 0, 0));
+        g.removeEdge(g.outputDestination(head, 0, 0));
+        const int x = addNode(g);
+        mismatches += g.addEdge(head, 0, x, 0) != 2 * k + 1;
+        mismatches += g.addEdge(x, 0, next, 0) != 2 * k + 2;
+    }
+    EXPECT_EQ(mismatches, 0);
+    EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
+    EXPECT_EQ(checkedOrder(g), kInserted + 3);
+    EXPECT_TRUE(g.precedes(head, tail, true));
+    EXPECT_EQ(addEdgeChecked(g, tail, 0, head, 0), -1);
+    const int last = g.numNodesGlobal() - 1; // right after the head
+    EXPECT_EQ(g.edgeSourceNode(g.inputSource(last, 0)), head);
+    g.addInput(last, QStringLiteral("back"), -1);
+    EXPECT_EQ(addEdgeChecked(g, tail, 0, last, 1), -1);
+    EXPECT_EQ(addEdgeChecked(g, head, 0, last, 1), 2 * kInserted + 1); // a second edge from the head
+    EXPECT_EQ(g.numEdgesGlobal(), 2 * kInserted + 2);
 }
 
 // The order's update for an up edge takes the same way out: here the new

@@ -44,6 +44,10 @@ struct OrderScratch
     std::vector<int> forward;                     // insertLink()
     std::vector<int> backward;                    // insertLink()
     std::vector<int> ranks;                       // insertLink()
+    VisitStamps closureSeen;                      // moveClosure()
+    std::vector<int> closure;                     // moveClosure()
+    std::vector<int> closureStack;                // moveClosure()
+    std::vector<int> closureFound;                // moveClosure(), per node
 };
 
 OrderScratch& orderScratch()
@@ -276,14 +280,19 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
     // the consumer's rank to the producer's can need moving: those fed from
     // the consumer (forward) and those feeding the producer (backward).
     //
-    // Where one side reaches kLocalReorder nodes and the node at the other
-    // end has no links beyond this one on its far side (a producer
-    // that nothing feeds, a consumer that feeds nothing), that node moves
-    // alone, below or above every other, instead of the whole side. A graph
-    // built from its sinks back, or made in any order and linked from its
-    // producers on, would otherwise move much of itself at each edge. Small
-    // sides move as they are: a node put at the very bottom or top must
-    // later take everything that it links to on its far side along.
+    // Where one side reaches kLocalReorder nodes, and again each time it
+    // doubles, the other end's whole far side is tried instead: everything
+    // upstream of the producer, or everything downstream of the consumer.
+    // When that holds no more nodes than the side searched so far, it moves
+    // below or above every other node instead of the side (moveClosure()).
+    // A graph built from its sinks back, or made in any order and linked
+    // from its producers on, would otherwise move much of itself at each
+    // edge, and so would a node put in right after the head of a long
+    // chain: there a node that nothing feeds, a consumer that feeds nothing
+    // or the few nodes up to the head move. The doubling keeps the tries
+    // within twice the search. Small sides move as they are: a node put at
+    // the very bottom or top must later take everything that it links to
+    // on its far side along.
     const int lower = rank[size_t(consumer)];
     const int upper = rank[size_t(producer)];
     OrderScratch& s = orderScratch();
@@ -297,8 +306,11 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
         const int w = s.stack.back();
         s.stack.pop_back();
         s.forward.push_back(w);
-        if (s.forward.size() == kLocalReorder && unfed(producer) && rankFirst(producer))
-            return true;
+        if (tryPoint(s.forward.size())) {
+            const ClosureMove moved = moveClosure(Side::Input, producer, consumer, s.forward.size());
+            if (moved != ClosureMove::TooLarge)
+                return moved == ClosureMove::Moved;
+        }
         s.found.clear();
         if (!collectConsumers(w, s.found))
             return false;
@@ -320,8 +332,11 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
         const int w = s.stack.back();
         s.stack.pop_back();
         s.backward.push_back(w);
-        if (s.backward.size() == kLocalReorder && feedsNothing(consumer) && rankLast(consumer))
-            return true;
+        if (tryPoint(s.backward.size())) {
+            const ClosureMove moved = moveClosure(Side::Output, consumer, producer, s.backward.size());
+            if (moved != ClosureMove::TooLarge)
+                return moved == ClosureMove::Moved;
+        }
         const int count = int(node(w).inputs().size());
         for (int i = 0; i < count; ++i) {
             const int p = producerOf(w, i);
@@ -349,6 +364,65 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
     for (int w : s.forward)
         rank[size_t(w)] = s.ranks[k++];
     return true;
+}
+
+Graph::Impl::ClosureMove Graph::Impl::moveClosure(Side side, int from, int other, size_t budget)
+{
+    // Everything upstream of `from` (side Input: along producerOf(), as the
+    // backward search goes) or downstream of it (side Output: along
+    // collectConsumers(), as the forward search goes), `from` included,
+    // whatever its ranks.
+    std::vector<int>& rank = order.rank;
+    OrderScratch& s = orderScratch();
+    s.closureSeen.begin(nodes.size());
+    s.closure.clear();
+    s.closureStack.clear();
+    s.closureStack.push_back(from);
+    s.closureSeen.mark(from);
+    while (!s.closureStack.empty()) {
+        const int w = s.closureStack.back();
+        s.closureStack.pop_back();
+        s.closure.push_back(w);
+        if (s.closure.size() > budget)
+            return ClosureMove::TooLarge;
+        s.closureFound.clear();
+        if (side == Side::Input) {
+            const int count = int(node(w).inputs().size());
+            for (int i = 0; i < count; ++i)
+                s.closureFound.push_back(producerOf(w, i));
+        } else if (!collectConsumers(w, s.closureFound)) {
+            return ClosureMove::Failed;
+        }
+        for (int c : s.closureFound) {
+            if (c == other)
+                return ClosureMove::Failed; // the link closes a loop
+            if (c >= 0 && !s.closureSeen.marked(c)) {
+                s.closureSeen.mark(c);
+                s.closureStack.push_back(c);
+            }
+        }
+    }
+
+    // Nothing outside feeds what lies upstream, and what lies downstream
+    // feeds nothing outside: below (above) every other rank, each keeping
+    // its relative order, every link still runs upwards.
+    const auto size = std::int64_t(s.closure.size());
+    std::int64_t next;
+    if (side == Side::Input) {
+        next = std::int64_t(order.firstRank) - size;
+        if (next < std::numeric_limits<int>::min())
+            return ClosureMove::TooLarge;
+        order.firstRank = int(next);
+    } else {
+        next = order.nextRank;
+        if (next + size > std::numeric_limits<int>::max())
+            return ClosureMove::TooLarge;
+        order.nextRank = int(next + size);
+    }
+    std::sort(s.closure.begin(), s.closure.end(), [&rank](int a, int b) { return rank[size_t(a)] < rank[size_t(b)]; });
+    for (int w : s.closure)
+        rank[size_t(w)] = int(next++);
+    return ClosureMove::Moved;
 }
 
 void Graph::Impl::insertLinks(int producer, const std::vector<int>& consumers)

@@ -425,28 +425,23 @@ struct Graph::Impl
         return producer == consumer || order.rank[size_t(producer)] < order.rank[size_t(consumer)]
             || reorderForLink(producer, consumer);
     }
-    // How many nodes one side of reorderForLink() may reach before a node
-    // at the other end that nothing feeds (that feeds nothing) moves alone
-    // instead of that side.
+    // How many nodes one side of reorderForLink() reaches before it first
+    // tries to move the far side of the other end instead (moveClosure()).
     static constexpr size_t kLocalReorder = 8;
-    // Ranks slot `n` below (above) every rank handed out and returns true,
-    // or returns false when no rank is left there. Only for a node that
-    // nothing feeds (that feeds nothing), in a fresh order: every link then
-    // still runs upwards.
-    bool rankFirst(int n)
-    {
-        if (order.firstRank == std::numeric_limits<int>::min())
-            return false;
-        order.rank[size_t(n)] = --order.firstRank;
-        return true;
-    }
-    bool rankLast(int n)
-    {
-        if (order.nextRank == std::numeric_limits<int>::max())
-            return false;
-        order.rank[size_t(n)] = order.nextRank++;
-        return true;
-    }
+    // Whether a side of reorderForLink() that has reached `size` nodes tries
+    // the other end's far side: at kLocalReorder, then at every doubling.
+    static bool tryPoint(size_t size) { return size >= kLocalReorder && (size & (size - 1)) == 0; }
+    enum class ClosureMove : std::uint8_t {
+        Moved,    // the far side now ranks below (above) every other node
+        TooLarge, // more than `budget` nodes, or no ranks left: nothing moved
+        Failed,   // a loop, or records the order cannot follow
+    };
+    // Moves everything upstream of `from` (side Input) below every other
+    // rank, or everything downstream of it (side Output) above, when that
+    // is at most `budget` nodes, none of them `other`, in a fresh order.
+    // Only for `from` at one end of a new link and `other` at its other
+    // end: every link then still runs upwards.
+    ClosureMove moveClosure(Side side, int from, int other, size_t budget);
     bool reorderForLink(int producer, int consumer);
 };
 
