@@ -476,6 +476,64 @@ BENCHMARK(BM_BuildInOtherOrders)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
+// Puts new nodes into a chain of N nodes, each as an editor puts a pass in
+// after a given one: the edge after it goes, a new node comes, the given
+// node feeds it and it feeds what the given node fed. Timed on its own:
+//  - head: 1,000 nodes put in after the chain's first node, each new node
+//    then right after it, as a host adds each new pass after its source;
+//  - middle: 100 nodes put in after the node half way down the chain,
+//    in the same way. Here the nodes to move in the producer order, on the
+//    side that moves, number N / 2 whichever side it is, so each insertion
+//    costs in proportion to N.
+// Counters: nanoseconds per insertion of each.
+void BM_PutInAChain(benchmark::State& state)
+{
+    const int count = int(state.range(0));
+    constexpr int kAtHead = 1000;
+    constexpr int kAtMiddle = 100;
+    double seconds[2] = {};
+    int refused = 0;
+    for (auto _ : state) {
+        double timed = 0;
+        for (int way = 0; way < 2; ++way) {
+            auto g = std::make_unique<Graph>();
+            std::vector<int> chain;
+            for (int k = 0; k < count; ++k) {
+                chain.push_back(g->addNode(QStringLiteral("n"), 1, 1, Graph::kRootNodeRef));
+                if (k > 0)
+                    refused += g->addEdge(chain[size_t(k) - 1], 0, chain[size_t(k)], 0) == Graph::kInvalidEdgeRef;
+            }
+            const int after = way == 0 ? chain.front() : chain[size_t(count) / 2];
+            const int times = way == 0 ? kAtHead : kAtMiddle;
+            const double start = ZrnBench::threadSeconds();
+            for (int k = 0; k < times; ++k) {
+                const int edge = g->outputDestination(after, 0, 0);
+                const int next = g->edgeDestNode(edge);
+                g->removeEdge(edge);
+                const int x = g->addNode(QStringLiteral("n"), 1, 1, Graph::kRootNodeRef);
+                refused += g->addEdge(after, 0, x, 0) == Graph::kInvalidEdgeRef;
+                refused += g->addEdge(x, 0, next, 0) == Graph::kInvalidEdgeRef;
+            }
+            const double elapsed = ZrnBench::threadSeconds() - start;
+            seconds[way] += elapsed / times;
+            timed += elapsed;
+            g.reset();
+        }
+        state.SetIterationTime(timed);
+    }
+    if (refused != 0)
+        state.SkipWithError("an edge of the chain was refused");
+    const double iterations = double(state.iterations());
+    state.counters["head_ns"] = seconds[0] * 1e9 / iterations;
+    state.counters["middle_ns"] = seconds[1] * 1e9 / iterations;
+}
+BENCHMARK(BM_PutInAChain)
+    ->Apply([](benchmark::internal::Benchmark* b) {
+        ZrnBench::addSizes(b, {1000, 10000, 100000});
+    })
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
 // A hierarchy N levels deep, each level the only child of the one above,
 // with one input and one output per node, built after a first regular edge
 // at the top (so that every edit keeps the producer order up to date):

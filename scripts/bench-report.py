@@ -206,6 +206,14 @@ def other_table(runs):
             lines.append(f"| layered graph, nodes made in shuffled order, then edges from the first layer "
                          f"| {size:,} nodes | {fmt(r['shuffled_nodes_ns'] * size / 1e6, 2)} ms "
                          f"| {fmt(r['shuffled_nodes_ns'])} ns per node | |")
+    for size in (1000, 100000):
+        r = runs.get(f"BM_PutInAChain/{size}/manual_time")
+        if r:
+            lines.append(f"| a node put in after the head of a chain, each new one right after it | {size:,} nodes "
+                         f"| {fmt(r['head_ns'] * 1000 / 1e6, 2)} ms for 1,000 | {fmt(r['head_ns'])} ns per insertion | |")
+            lines.append(f"| a node put in after the middle node of a chain, each new one right after it "
+                         f"| {size:,} nodes | {fmt(r['middle_ns'] * 100 / 1e6, 2)} ms for 100 "
+                         f"| {fmt(r['middle_ns'])} ns per insertion | |")
     r = runs.get("BM_ConnectByName/100")
     if r:
         lines.append(f"| connectByName | 100 ports each | {fmt(ns(r, 'cpu_time') / 1e3)} µs "

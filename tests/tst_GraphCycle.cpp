@@ -562,6 +562,43 @@ TEST(GraphCycle, FarSideDownstreamGoesLastOnceTheSearchedSideDoubles)
     EXPECT_EQ(addEdgeChecked(g, d.back(), 0, u[0], 0), -1);
 }
 
+// The same edit at the other end: each new node goes in right before the
+// last two nodes of the chain. The edge from the new node into them is
+// proved free of loops by ranking the new node below them first, a move of
+// three nodes; the search upstream from the new node, which used to decide
+// it, would walk the whole chain above (quadratic in all).
+TEST(GraphCycle, NodesPutInBeforeTheLastTwoOfAChainAHundredThousandTimes)
+{
+    constexpr int kInserted = 100000;
+    Graph g;
+    const int head = addNode(g);
+    const int before = addNode(g);
+    const int last = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, head, 0, before, 0), 0);
+    EXPECT_EQ(addEdgeChecked(g, before, 0, last, 0), 1);
+    int mismatches = 0;
+    for (int k = 0; k < kInserted; ++k) {
+        const int edge = g.inputSource(before, 0);
+        const int previous = g.edgeSourceNode(edge);
+        g.removeEdge(edge);
+        const int x = addNode(g);
+        mismatches += g.addEdge(previous, 0, x, 0) != 2 * k + 2;
+        mismatches += g.addEdge(x, 0, before, 0) != 2 * k + 3;
+    }
+    EXPECT_EQ(mismatches, 0);
+    EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
+    EXPECT_EQ(checkedOrder(g), kInserted + 4);
+    const int newest = g.numNodesGlobal() - 1;
+    EXPECT_EQ(rankOf(g, newest) + 1, rankOf(g, before));
+    EXPECT_EQ(rankOf(g, before) + 1, rankOf(g, last));
+    EXPECT_TRUE(g.precedes(head, last, true));
+    EXPECT_EQ(addEdgeChecked(g, last, 0, head, 0), -1);
+    g.addInput(newest, QStringLiteral("back"), -1);
+    EXPECT_EQ(addEdgeChecked(g, last, 0, newest, 1), -1);
+    EXPECT_EQ(addEdgeChecked(g, head, 0, newest, 1), 2 * kInserted + 2);
+    EXPECT_EQ(g.numEdgesGlobal(), 2 * kInserted + 3);
+}
+
 // An edge that closes a loop through an enclosing node is accepted (see the
 // first test). Here the order learns of the loop while it tries the far
 // side: y feeds a chain w before the short way y -> z -> s back to the new

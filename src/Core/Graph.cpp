@@ -619,10 +619,12 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
     Port& out = src.outputs()[size_t(srcOutput)];
     if (!out.destinations.empty() && !d->firstDestinationKnownRegular(src) && !d->liveRegular(out.destinations.front()))
         return kInvalidEdgeRef;
-    // The order of producers proves most edges free of cycles; where it
-    // cannot, the search decides. Neither moves a node record, so the
+    // The order of producers proves most edges free of cycles, as it stands
+    // or once it ranks the source node below the fed node; where it cannot,
+    // the search decides. None of them moves a node record, so the
     // references above stay valid.
-    if (!d->orderProvesNoPath(srcNode, dstNode) && precedes(dstNode, srcNode, true))
+    if (!d->orderProvesNoPath(srcNode, dstNode) && !d->orderMadeToProveNoPath(srcNode, out, dstNode, dst, in)
+        && precedes(dstNode, srcNode, true))
         return kInvalidEdgeRef;
 
     d->grew();

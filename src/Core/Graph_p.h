@@ -382,22 +382,42 @@ struct Graph::Impl
         }
         return true;
     }
+    // Whether a regular edge from `out` of `srcNode` to `in` of `dst` links
+    // the source node to the fed node and nothing else. Without down and up
+    // edges at its ends it does: producerOf() of the fed node's input is
+    // srcNode when walkUp() stays at `in` (fed by the edge, which is not a
+    // down edge) and walkDown() stays at `out` (nothing feeds it), and
+    // collectInputConsumers() finds `dst` alone when `in` feeds no edge.
+    static bool linksItsEndsOnly(int srcNode, const Port& out, const Node& dst, const Port& in)
+    {
+        return dst.parent != srcNode && out.source == Graph::kInvalidEdgeRef && in.destinations.empty();
+    }
+    // For an edge that addEdge() is about to make, where neither the ranks
+    // nor the ends prove that it closes no loop: ranks the source node below
+    // the fed node ahead of the edge, as its hook would after it, and is
+    // true when that succeeds. Then the fed node does not feed the source
+    // node in the producer relation, which holds every path that the search
+    // upstream finds, so the search would find none. On false nothing has
+    // moved. Either way the order stays right for the graph with or without
+    // the edge: one link more only narrows the orders that fit. Only for an
+    // edge that links its ends only; the search answers every other.
+    bool orderMadeToProveNoPath(int srcNode, const Port& out, int dstNode, const Node& dst, const Port& in)
+    {
+        return order.state == ProducerOrder::State::Fresh && srcNode != dstNode
+            && linksItsEndsOnly(srcNode, out, dst, in) && insertLink(srcNode, dstNode);
+    }
     // Hooks of the editing operations, called after the edit.
     void orderNodeAdded(int node);
     void orderEdgeAdded(int edge, EdgeMade made);
     // orderEdgeAdded(id, EdgeMade::Regular) for the edge `id` that addEdge()
-    // just made from `out` of `srcNode` to `in` of `dst` (node `dstNode`).
-    // Without down and up edges at its ends it links the source node to the
-    // fed node and nothing else: producerOf(dstNode, its input) is srcNode
-    // when walkUp() stays at `in` (fed by `id`, which is not a down edge)
-    // and walkDown() stays at `out` (nothing feeds it), and
-    // collectInputConsumers() finds `dst` alone when `in` feeds no edge.
-    // The general hook answers every other case.
+    // just made from `out` of `srcNode` to `in` of `dst` (node `dstNode`):
+    // where the edge links its ends only, that one link; the general hook
+    // answers every other case.
     void orderRegularEdgeAdded(int id, int srcNode, const Port& out, int dstNode, const Node& dst, const Port& in)
     {
         if (order.state != ProducerOrder::State::Fresh)
             return;
-        if (dst.parent != srcNode && out.source == Graph::kInvalidEdgeRef && in.destinations.empty()) {
+        if (linksItsEndsOnly(srcNode, out, dst, in)) {
             if (!insertLink(srcNode, dstNode))
                 order.state = ProducerOrder::State::LiteralOnly;
             return;
