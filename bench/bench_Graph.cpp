@@ -477,25 +477,26 @@ BENCHMARK(BM_BuildInOtherOrders)
     ->Unit(benchmark::kMillisecond);
 
 // Puts new nodes into a chain of N nodes, each as an editor puts a pass in
-// after a given one: the edge after it goes, a new node comes, the given
-// node feeds it and it feeds what the given node fed. Timed on its own:
+// between two: the edge between them goes, a new node comes, the first
+// feeds it and it feeds the second. Timed on its own, on a fresh chain:
 //  - head: 1,000 nodes put in after the chain's first node, each new node
-//    then right after it, as a host adds each new pass after its source;
+//    right after it, as a host adds each new pass after its source;
+//  - end: 1,000 nodes put in right before the chain's last node;
 //  - middle: 100 nodes put in after the node half way down the chain,
-//    in the same way. Here the nodes to move in the producer order, on the
-//    side that moves, number N / 2 whichever side it is, so each insertion
-//    costs in proportion to N.
+//    each new node right after it. Here the nodes to move in the producer
+//    order, on the side that moves, number N / 2 whichever side it is, so
+//    each insertion costs in proportion to N.
 // Counters: nanoseconds per insertion of each.
 void BM_PutInAChain(benchmark::State& state)
 {
     const int count = int(state.range(0));
-    constexpr int kAtHead = 1000;
-    constexpr int kAtMiddle = 100;
-    double seconds[2] = {};
+    enum Way { Head, End, Middle, Ways };
+    constexpr int kTimes[Ways] = {1000, 1000, 100};
+    double seconds[Ways] = {};
     int refused = 0;
     for (auto _ : state) {
         double timed = 0;
-        for (int way = 0; way < 2; ++way) {
+        for (int way = 0; way < Ways; ++way) {
             auto g = std::make_unique<Graph>();
             std::vector<int> chain;
             for (int k = 0; k < count; ++k) {
@@ -503,19 +504,19 @@ void BM_PutInAChain(benchmark::State& state)
                 if (k > 0)
                     refused += g->addEdge(chain[size_t(k) - 1], 0, chain[size_t(k)], 0) == Graph::kInvalidEdgeRef;
             }
-            const int after = way == 0 ? chain.front() : chain[size_t(count) / 2];
-            const int times = way == 0 ? kAtHead : kAtMiddle;
             const double start = ZrnBench::threadSeconds();
-            for (int k = 0; k < times; ++k) {
-                const int edge = g->outputDestination(after, 0, 0);
-                const int next = g->edgeDestNode(edge);
+            for (int k = 0; k < kTimes[way]; ++k) {
+                const int edge = way == End ? g->inputSource(chain.back(), 0)
+                                            : g->outputDestination(chain[way == Head ? 0 : size_t(count) / 2], 0, 0);
+                const int from = g->edgeSourceNode(edge);
+                const int to = g->edgeDestNode(edge);
                 g->removeEdge(edge);
                 const int x = g->addNode(QStringLiteral("n"), 1, 1, Graph::kRootNodeRef);
-                refused += g->addEdge(after, 0, x, 0) == Graph::kInvalidEdgeRef;
-                refused += g->addEdge(x, 0, next, 0) == Graph::kInvalidEdgeRef;
+                refused += g->addEdge(from, 0, x, 0) == Graph::kInvalidEdgeRef;
+                refused += g->addEdge(x, 0, to, 0) == Graph::kInvalidEdgeRef;
             }
             const double elapsed = ZrnBench::threadSeconds() - start;
-            seconds[way] += elapsed / times;
+            seconds[way] += elapsed / kTimes[way];
             timed += elapsed;
             g.reset();
         }
@@ -524,8 +525,9 @@ void BM_PutInAChain(benchmark::State& state)
     if (refused != 0)
         state.SkipWithError("an edge of the chain was refused");
     const double iterations = double(state.iterations());
-    state.counters["head_ns"] = seconds[0] * 1e9 / iterations;
-    state.counters["middle_ns"] = seconds[1] * 1e9 / iterations;
+    state.counters["head_ns"] = seconds[Head] * 1e9 / iterations;
+    state.counters["end_ns"] = seconds[End] * 1e9 / iterations;
+    state.counters["middle_ns"] = seconds[Middle] * 1e9 / iterations;
 }
 BENCHMARK(BM_PutInAChain)
     ->Apply([](benchmark::internal::Benchmark* b) {

@@ -211,6 +211,8 @@ def other_table(runs):
         if r:
             lines.append(f"| a node put in after the head of a chain, each new one right after it | {size:,} nodes "
                          f"| {fmt(r['head_ns'] * 1000 / 1e6, 2)} ms for 1,000 | {fmt(r['head_ns'])} ns per insertion | |")
+            lines.append(f"| a node put in right before the last node of a chain | {size:,} nodes "
+                         f"| {fmt(r['end_ns'] * 1000 / 1e6, 2)} ms for 1,000 | {fmt(r['end_ns'])} ns per insertion | |")
             lines.append(f"| a node put in after the middle node of a chain, each new one right after it "
                          f"| {size:,} nodes | {fmt(r['middle_ns'] * 100 / 1e6, 2)} ms for 100 "
                          f"| {fmt(r['middle_ns'])} ns per insertion | |")
