@@ -507,6 +507,77 @@ TEST(GraphCycle, FarSideTooLargeAtFirstMovesOnceTheSearchedSideDoubles)
     EXPECT_EQ(addEdgeChecked(g, chain.back(), 0, chain[0], 0), -1);
 }
 
+// A far side that would fit only at a later try point than the searched
+// side reaches: here the kLocal + 3 nodes up to the head are too many at
+// kLocal nodes below, and the chain below ends at kLocal + 4, before the
+// next try. The chain below moves up past x.
+TEST(GraphCycle, FarSideThatFitsOnlyAfterTheSearchedSideEndsStays)
+{
+    constexpr int kHead = kLocal + 2;  // x comes after chain[kHead - 1]
+    constexpr int kBelow = kLocal + 4; // the nodes from chain[kHead] on
+    constexpr int kLength = kHead + kBelow;
+    Graph g;
+    const std::vector<int> chain = buildChain(g, kLength);
+    const int x = insertAfter(g, chain, kHead - 1);
+    for (int k = 0; k < kHead; ++k)
+        EXPECT_EQ(rankOf(g, chain[size_t(k)]), k + 1) << k;
+    EXPECT_EQ(rankOf(g, x), kHead + 1);
+    for (int k = kHead; k < kLength; ++k)
+        EXPECT_EQ(rankOf(g, chain[size_t(k)]), k + 2) << k;
+    EXPECT_EQ(orderOf(g).firstRank, 0);
+    EXPECT_EQ(checkedOrder(g), kLength + 2);
+}
+
+// The far side is found by the walks that precedes() makes: x, fed through
+// a down edge from its parent's input, which a feeds, has a and itself
+// upstream, and both go first when x comes to feed a long chain beside it.
+TEST(GraphCycle, FarSideReachedThroughADownEdgeMovesWhole)
+{
+    constexpr int kChain = kLocal + 2;
+    Graph g;
+    const int group = addNode(g);
+    std::vector<int> t;
+    for (int k = 0; k < kChain; ++k)
+        t.push_back(addNode(g, group));
+    const int a = addNode(g);
+    const int x = addNode(g, group);
+    int id = 0;
+    for (int k = 1; k < kChain; ++k)
+        EXPECT_EQ(addEdgeChecked(g, t[size_t(k) - 1], 0, t[size_t(k)], 0), id++);
+    EXPECT_EQ(addEdgeChecked(g, a, 0, group, 0), id++); // a and the group swap ranks
+    EXPECT_EQ(rankOf(g, a), 1);
+    EXPECT_EQ(rankOf(g, group), kChain + 2);
+    EXPECT_EQ(g.addDownEdge(0, x, 0), id++);
+    EXPECT_EQ(addEdgeChecked(g, x, 0, t[0], 0), id++);
+    EXPECT_EQ(rankOf(g, a), -2);
+    EXPECT_EQ(rankOf(g, x), -1);
+    for (int k = 0; k < kChain; ++k)
+        EXPECT_EQ(rankOf(g, t[size_t(k)]), k + 2) << k; // as built
+    EXPECT_EQ(rankOf(g, group), kChain + 2);
+    EXPECT_EQ(checkedOrder(g), kChain + 4);
+    EXPECT_TRUE(g.precedes(a, t.back(), true));
+    g.addInput(x, QStringLiteral("back"), -1);
+    EXPECT_EQ(addEdgeChecked(g, t.back(), 0, x, 1), -1);
+    EXPECT_EQ(g.numEdgesGlobal(), id);
+}
+
+// An edge that closes a loop is refused by the search after the order has
+// tried to rank its source below the fed node and found the loop: the
+// order is left as it was.
+TEST(GraphCycle, RefusedEdgeLeavesTheOrderAsItWas)
+{
+    constexpr int kLength = 2 * kLocal + 2;
+    Graph g;
+    const std::vector<int> chain = buildChain(g, kLength);
+    const std::vector<int> before = orderOf(g).rank;
+    EXPECT_EQ(addEdgeChecked(g, chain.back(), 0, chain[0], 0), -1);
+    EXPECT_EQ(orderOf(g).rank, before);
+    EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
+    EXPECT_EQ(orderOf(g).firstRank, 0);
+    EXPECT_EQ(orderOf(g).nextRank, kLength + 1);
+    EXPECT_EQ(g.numEdgesGlobal(), kLength - 1);
+}
+
 // Where the far side is the larger, the searched side moves as it would
 // without the tries: x takes the rank of the node it now feeds, and the
 // chain below moves up by one.
@@ -662,6 +733,11 @@ TEST(GraphCycle, NodesPutInAfterTheHeadOfAChainAHundredThousandTimes)
     }
     EXPECT_EQ(mismatches, 0);
     EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
+    // The first kLocal - 1 insertions find fewer than kLocal nodes below;
+    // from then on the head and the new node go first each time.
+    EXPECT_EQ(orderOf(g).firstRank, -2 * (kInserted - kLocal + 1));
+    EXPECT_EQ(rankOf(g, head), orderOf(g).firstRank);
+    EXPECT_EQ(rankOf(g, g.numNodesGlobal() - 1), orderOf(g).firstRank + 1);
     EXPECT_EQ(checkedOrder(g), kInserted + 3);
     EXPECT_TRUE(g.precedes(head, tail, true));
     EXPECT_EQ(addEdgeChecked(g, tail, 0, head, 0), -1);

@@ -47,7 +47,7 @@ struct OrderScratch
     VisitStamps closureSeen;                      // moveClosure()
     std::vector<int> closure;                     // moveClosure()
     std::vector<int> closureStack;                // moveClosure()
-    std::vector<int> closureFound;                // moveClosure(), per node
+    std::vector<int> closureFound;                // moveClosure(), per node downstream
 };
 
 OrderScratch& orderScratch()
@@ -289,8 +289,8 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
     // from its producers on, would otherwise move much of itself at each
     // edge, and so would a node put in right after the head of a long
     // chain: there a node that nothing feeds, a consumer that feeds nothing
-    // or the few nodes up to the head move. The doubling keeps the tries
-    // within twice the search. Small sides move as they are: a node put at
+    // or the few nodes up to the head move. The doubling keeps the nodes
+    // that the tries take within twice the search. Small sides move as they are: a node put at
     // the very bottom or top must later take everything that it links to
     // on its far side along.
     const int lower = rank[size_t(consumer)];
@@ -379,27 +379,41 @@ Graph::Impl::ClosureMove Graph::Impl::moveClosure(Side side, int from, int other
     s.closureStack.clear();
     s.closureStack.push_back(from);
     s.closureSeen.mark(from);
+    // A node found counts against the budget as it is found, so that a node
+    // of many links on the far side stops the try at once.
+    enum Step { Go, Loop, Full };
+    const auto reach = [&](int c) {
+        if (c == other)
+            return Loop; // the link closes a loop
+        if (c >= 0 && !s.closureSeen.marked(c)) {
+            if (s.closure.size() + s.closureStack.size() == budget)
+                return Full;
+            s.closureSeen.mark(c);
+            s.closureStack.push_back(c);
+        }
+        return Go;
+    };
+    const auto stepped = [](Step step) { return step == Loop ? ClosureMove::Failed : ClosureMove::TooLarge; };
     while (!s.closureStack.empty()) {
         const int w = s.closureStack.back();
         s.closureStack.pop_back();
         s.closure.push_back(w);
-        if (s.closure.size() > budget)
-            return ClosureMove::TooLarge;
-        s.closureFound.clear();
         if (side == Side::Input) {
             const int count = int(node(w).inputs().size());
-            for (int i = 0; i < count; ++i)
-                s.closureFound.push_back(producerOf(w, i));
-        } else if (!collectConsumers(w, s.closureFound)) {
-            return ClosureMove::Failed;
-        }
-        for (int c : s.closureFound) {
-            if (c == other)
-                return ClosureMove::Failed; // the link closes a loop
-            if (c >= 0 && !s.closureSeen.marked(c)) {
-                s.closureSeen.mark(c);
-                s.closureStack.push_back(c);
+            for (int i = 0; i < count; ++i) {
+                const Step step = reach(producerOf(w, i));
+                if (step != Go)
+                    return stepped(step);
             }
+            continue;
+        }
+        s.closureFound.clear();
+        if (!collectConsumers(w, s.closureFound))
+            return ClosureMove::Failed;
+        for (int c : s.closureFound) {
+            const Step step = reach(c);
+            if (step != Go)
+                return stepped(step);
         }
     }
 

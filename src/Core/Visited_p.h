@@ -43,8 +43,10 @@ struct VisitStamps
 };
 
 // The instance of `T` that belongs to the calling thread, one per `Tag`: the
-// scratch storage of a traversal. Reached through a call that is never
-// inlined, once per traversal: in a shared library an access to a
+// scratch storage of a traversal. Every caller that names the same `T` and
+// `Tag` gets the same instance, so two traversals that may nest need tags
+// of their own. Reached through a call that is never inlined, once per
+// call of the function that asks: in a shared library an access to a
 // thread_local may go through the runtime's address lookup, and GCC repeats
 // that lookup inside a loop rather than keep the address in a register.
 template <typename T, typename Tag = T>
