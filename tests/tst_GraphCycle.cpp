@@ -441,6 +441,56 @@ TEST(GraphCycle, ConsumerThatFeedsSomethingMovesWithWhatItFeeds)
     EXPECT_EQ(g.numEdgesGlobal(), id);
 }
 
+// A few nodes linked from both ends: a new source that nothing feeds, a
+// new destination that feeds nothing, then an edge that would close a loop
+// and one that would not. Every edge is as the search says, and while the
+// sides stay under kLocal nodes each move takes the ranks of the nodes it
+// moves, as for any other link (an earlier version moved such an end to
+// the bottom or the top every time).
+TEST(GraphCycle, EdgesFromBothEndsOfSmallGraphsMoveTheirSidesAsTheyAre)
+{
+    Graph g;
+    const int a = addNode(g);
+    const int b = addNode(g);
+    // The first edge builds the order, in slot order: root 0, a 1, b 2.
+    EXPECT_EQ(addEdgeChecked(g, b, 0, a, 0), 0);
+    EXPECT_EQ(orderOf(g).state, ProducerOrder::State::Fresh);
+    EXPECT_EQ(rankOf(g, Graph::kRootNodeRef), 0);
+    EXPECT_EQ(rankOf(g, a), 2); // a and b swapped their ranks
+    EXPECT_EQ(rankOf(g, b), 1);
+    const int c = addNode(g);
+    EXPECT_EQ(rankOf(g, c), 3);
+    EXPECT_EQ(addEdgeChecked(g, c, 0, b, 0), 1);
+    EXPECT_EQ(rankOf(g, c), 1); // c, b, a take 1, 2, 3
+    EXPECT_EQ(rankOf(g, b), 2);
+    EXPECT_EQ(rankOf(g, a), 3);
+    EXPECT_EQ(orderOf(g).firstRank, 0);
+
+    // x feeds nothing, y is fed by a and ranks above x: they swap.
+    const int x = addNode(g);
+    const int y = addNode(g);
+    EXPECT_EQ(addEdgeChecked(g, a, 0, y, 0), 2);
+    EXPECT_EQ(rankOf(g, x), 4);
+    EXPECT_EQ(rankOf(g, y), 5);
+    EXPECT_EQ(addEdgeChecked(g, y, 0, x, 0), 3);
+    EXPECT_EQ(rankOf(g, x), 5);
+    EXPECT_EQ(rankOf(g, y), 4);
+    EXPECT_EQ(orderOf(g).nextRank, 6);
+    EXPECT_EQ(checkedOrder(g), 6);
+
+    // A loop is refused and moves nothing; an edge with room is made.
+    g.addInput(c, QStringLiteral("back"), -1);
+    const std::vector<int> before = orderOf(g).rank;
+    EXPECT_EQ(addEdgeChecked(g, x, 0, c, 1), -1); // c -> b -> a -> y -> x
+    EXPECT_EQ(orderOf(g).rank, before);
+    g.addInput(y, QStringLiteral("more"), -1);
+    EXPECT_EQ(addEdgeChecked(g, b, 0, y, 1), 4);
+    EXPECT_EQ(rankOf(g, b), 2);
+    EXPECT_EQ(rankOf(g, y), 4);
+    EXPECT_EQ(checkedOrder(g), 6);
+    EXPECT_EQ(g.numEdgesGlobal(), 5);
+}
+
 // A chain of `length` nodes made first, then linked from its start on, each
 // edge as the search predicts, ids 0 to length - 2. The first edge builds
 // the order, in slot order, so element k ranks k + 1 (the root ranks 0).
