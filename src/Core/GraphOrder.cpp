@@ -55,6 +55,17 @@ OrderScratch& orderScratch()
     return perThread<OrderScratch>();
 }
 
+// Starts a search over `slots` node slots from `from`: only `from` marked and
+// on the stack, nothing reached yet.
+void startSearch(VisitStamps& seen, std::vector<int>& reached, std::vector<int>& stack, size_t slots, int from)
+{
+    seen.begin(slots);
+    reached.clear();
+    stack.clear();
+    stack.push_back(from);
+    seen.mark(from);
+}
+
 } // namespace
 
 // ---------------------------------------------------------------- the relation
@@ -297,11 +308,7 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
     const int upper = rank[size_t(producer)];
     OrderScratch& s = orderScratch();
 
-    s.forwardSeen.begin(nodes.size());
-    s.forward.clear();
-    s.stack.clear();
-    s.stack.push_back(consumer);
-    s.forwardSeen.mark(consumer);
+    startSearch(s.forwardSeen, s.forward, s.stack, nodes.size(), consumer);
     while (!s.stack.empty()) {
         const int w = s.stack.back();
         s.stack.pop_back();
@@ -324,10 +331,7 @@ bool Graph::Impl::reorderForLink(int producer, int consumer)
         }
     }
 
-    s.backwardSeen.begin(nodes.size());
-    s.backward.clear();
-    s.stack.push_back(producer);
-    s.backwardSeen.mark(producer);
+    startSearch(s.backwardSeen, s.backward, s.stack, nodes.size(), producer);
     while (!s.stack.empty()) {
         const int w = s.stack.back();
         s.stack.pop_back();
@@ -374,11 +378,7 @@ Graph::Impl::ClosureMove Graph::Impl::moveClosure(Side side, int from, int other
     // whatever its ranks.
     std::vector<int>& rank = order.rank;
     OrderScratch& s = orderScratch();
-    s.closureSeen.begin(nodes.size());
-    s.closure.clear();
-    s.closureStack.clear();
-    s.closureStack.push_back(from);
-    s.closureSeen.mark(from);
+    startSearch(s.closureSeen, s.closure, s.closureStack, nodes.size(), from);
     // A node found counts against the budget as it is found, so that a node
     // of many links on the far side stops the try at once.
     enum Step { Go, Loop, Full };
