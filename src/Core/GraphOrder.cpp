@@ -55,11 +55,11 @@ OrderScratch& orderScratch()
     return perThread<OrderScratch>();
 }
 
-// Starts a search over `slots` node slots from `from`: only `from` marked and
+// Starts a search over `numNodes` node slots from `from`: only `from` marked and
 // on the stack, nothing reached yet.
-void startSearch(VisitStamps& seen, std::vector<int>& reached, std::vector<int>& stack, size_t slots, int from)
+void startSearch(VisitStamps& seen, std::vector<int>& reached, std::vector<int>& stack, size_t numNodes, int from)
 {
-    seen.begin(slots);
+    seen.begin(numNodes);
     reached.clear();
     stack.clear();
     stack.push_back(from);
