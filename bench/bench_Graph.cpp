@@ -657,7 +657,7 @@ void setLoadCounters(benchmark::State& state, size_t steps, size_t lines)
 
 void loadSizes(benchmark::internal::Benchmark* b)
 {
-    ZrnBench::addSizes(b, {1000, 10000, 100000});
+    ZrnBench::addSizes(b, {1000, 10000, 20000, 40000, 100000});
 }
 
 // The machine's price of one random read in that working set: a chain of
@@ -713,23 +713,33 @@ void BM_IndependentLoads(benchmark::State& state)
 }
 BENCHMARK(BM_IndependentLoads)->Apply(loadSizes)->Unit(benchmark::kMillisecond);
 
-// A node record of the synthetic below: the fields that addEdge reads and
-// writes for a node of two inputs and one output, then filler up to
-// `Bytes` bytes.
-template <size_t Bytes>
-struct alignas(16) SyntheticNode
+// The fields of a synthetic node record below that addEdge reads and
+// writes for a node of two inputs and one output, packed into 24 bytes.
+struct SyntheticFields
 {
-    int parent;
-    int removed;
-    int numInputs;
-    int numOutputs;
-    int source[2];
-    int destinations[2];
-    int numDestinations;
-    unsigned char filler[Bytes - 9 * sizeof(int)];
+    std::int32_t parent;
+    std::uint8_t removed;
+    std::uint8_t numInputs;
+    std::uint8_t numOutputs;
+    std::uint8_t numDestinations;
+    std::int32_t source[2];
+    std::int32_t destinations[2];
 };
-static_assert(sizeof(SyntheticNode<48>) == 48 && sizeof(SyntheticNode<144>) == 144,
-              "a synthetic record takes exactly its bytes (a multiple of 16 above 36)");
+static_assert(sizeof(SyntheticFields) == 24, "the synthetic's fields take 24 bytes");
+
+// A synthetic node record of `Bytes` bytes: the fields, then filler.
+template <size_t Bytes>
+struct SyntheticNode : SyntheticFields
+{
+    unsigned char filler[Bytes - sizeof(SyntheticFields)];
+};
+// The fields alone, for the smallest record.
+template <>
+struct SyntheticNode<sizeof(SyntheticFields)> : SyntheticFields
+{
+};
+static_assert(sizeof(SyntheticNode<24>) == 24 && sizeof(SyntheticNode<32>) == 32 && sizeof(SyntheticNode<144>) == 144,
+              "a synthetic record takes exactly its bytes");
 
 struct SyntheticEdge
 {
@@ -779,11 +789,13 @@ using SyntheticRecords = std::vector<T>;
 // above, then what addEdge reads and writes: both nodes' parents, removal
 // flags and port counts, the fed input's source, the source output's
 // destinations, both ranks, and a 16-byte edge record appended. Those
-// fields sit at the start of each record, in its first 36 bytes, and the
+// fields sit at the start of each record, in its first 24 bytes, and the
 // rest is filler: the sizes vary the memory the records span, not the
 // lines an edge touches. Records of 144 bytes are the size of the
 // library's node record with Qt 6; the smaller sizes show what a record
-// laid out more tightly would span. The same records serve every
+// laid out more tightly would span, down to 24 bytes: those fields alone,
+// with no room for anything else a node holds (a name, port names and
+// groups, a value, children, more ports). The same records serve every
 // iteration.
 // Template argument: record bytes; argument: nodes. Counter: ns_per_edge.
 template <size_t Bytes>
@@ -846,6 +858,8 @@ void footprintSizes(benchmark::internal::Benchmark* b)
     ZrnBench::addSizes(b, {1000, 100000});
     b->UseManualTime()->Unit(benchmark::kMillisecond);
 }
+BENCHMARK_TEMPLATE(BM_RecordFootprint, 24)->Apply(footprintSizes);
+BENCHMARK_TEMPLATE(BM_RecordFootprint, 32)->Apply(footprintSizes);
 BENCHMARK_TEMPLATE(BM_RecordFootprint, 48)->Apply(footprintSizes);
 BENCHMARK_TEMPLATE(BM_RecordFootprint, 64)->Apply(footprintSizes);
 BENCHMARK_TEMPLATE(BM_RecordFootprint, 96)->Apply(footprintSizes);

@@ -120,14 +120,14 @@ def build_tables(runs, kept):
     for name, what in (("BM_DependentLoads", "One random read that waits for the read before it"),
                        ("BM_IndependentLoads", "One random read at a place known in advance, free to overlap "
                                                "with others")):
-        loads = [(size, runs.get(f"{name}/{size}")) for size in (1000, 10000, 100000)]
+        loads = [(size, runs.get(f"{name}/{size}")) for size in (1000, 10000, 20000, 40000, 100000)]
         loads = [(size, r) for size, r in loads if r and r.get("per_load")]
         if loads:
             lines += ["", f"{what}, in a working set as large as the graph (192 bytes per node), on this machine: "
                       + ", ".join(f"{fmt(r['per_load'] * 1e9)} ns at {size:,} nodes "
                                   f"({fmt(r['working_set_bytes'] / 1e6, 2)} MB)" for size, r in loads) + "."]
     footprint = []
-    for size in (48, 64, 96, 144):
+    for size in (24, 32, 48, 64, 96, 144):
         small = runs.get(f"BM_RecordFootprint<{size}>/1000/manual_time")
         large = runs.get(f"BM_RecordFootprint<{size}>/100000/manual_time")
         if small and large:
