@@ -67,7 +67,10 @@ public:
     /// Creates a graph holding only the root node (reference 0, empty name,
     /// value -1, no ports, groups or children).
     Graph();
+    /// Destroys the graph and releases all of its storage.
     ~Graph();
+    /// Graphs are not copyable: a graph owns records that refer to one
+    /// another by index. Save and read a document to duplicate one.
     Graph(const Graph&) = delete;
     Graph& operator=(const Graph&) = delete;
 
@@ -304,7 +307,10 @@ public:
     // failed lookup, never a crash. A report is one qCritical line such as
     // "[Graph.cpp:681] [ !! ] Assertion '<check>' failed: <message>", after
     // which the operation carries on. Refusals of addEdge(), addDownEdge()
-    // and addUpEdge() hold and are never reported.
+    // and addUpEdge() hold and are never reported on that channel. Apart
+    // from those reports, refused edits and ports or groups left without a
+    // partner write one debug line each on the logging category
+    // "zrn.graph", off by default.
 
     /// Looks up output `srcOutputName` of `srcNode` (reporting line 681,
     /// "Source output '<name>' is not valid", when it is not found), then input
@@ -321,7 +327,7 @@ public:
     int addDownEdgeByName(const QString& parentInputName, int childNode, const QString& childInputName);
     /// Looks up output `parentOutputName` of the parent of `childNode` and
     /// output `childOutputName` of `childNode` and returns addUpEdge() of
-    /// them. Unlike the two above it reports nothing; a failed lookup (or an
+    /// them. Unlike the two above it writes no report; a failed lookup (or an
     /// invalid or root `childNode`) makes the edge refused.
     int addUpEdgeByName(const QString& parentOutputName, int childNode, const QString& childOutputName);
     /// For each input of `dstNode` that has no source, in index order, makes
@@ -336,8 +342,8 @@ public:
     void connectGroups(int srcNode, int srcGroup, int dstNode, int dstGroup);
     /// Looks up output group `srcGroupName` of `srcNode` and input group
     /// `dstGroupName` of `dstNode` and calls connectGroups(). An unknown name
-    /// gives -1, which selects the ungrouped ports on that side; nothing is
-    /// reported. Does nothing when either node is invalid.
+    /// gives -1, which selects the ungrouped ports on that side; no report is
+    /// written. Does nothing when either node is invalid.
     void connectNamedGroups(int srcNode, const QString& srcGroupName, int dstNode, const QString& dstGroupName);
     /// For each input of `childNode` that has no source, makes one
     /// addDownEdge() attempt from the first same-named input of the parent
