@@ -56,6 +56,13 @@ namespace Zrn {
 /// process that wants none of it turns it off with
 /// prctl(PR_SET_THP_DISABLE) or the system's setting, and the blocks are
 /// then made of ordinary pages.
+///
+/// Out of memory: nothing in Graph throws but std::bad_alloc, when memory
+/// runs out or when a node would have more than INT_MAX ports in all.
+/// addNode(), addEdge(), addDownEdge() and addUpEdge() then leave the graph
+/// as it was. The order of producers that spares addEdge() most of its
+/// searches is rebuilt at its next use when one of its updates cannot get
+/// memory; the edit itself stands, and edges are refused as before.
 class ZRNCORE_EXPORT Graph
 {
 public:
@@ -124,6 +131,8 @@ public:
     /// Creates a node under `parent` with `numInputs` and `numOutputs`
     /// unnamed ports (a count of 0 or less makes none) and returns its
     /// reference, the current numNodesGlobal(). `parent` must be valid.
+    /// Throws std::bad_alloc, leaving the graph as it was, when the ports
+    /// cannot be allocated or would number more than INT_MAX.
     int addNode(const QString& name, int numInputs, int numOutputs, int parent);
     /// Replaces the name of `node`, a valid node.
     void setNodeName(int node, const QString& name);

@@ -138,16 +138,23 @@ int Graph::addNode(const QString& name, int numInputs, int numOutputs, int paren
     ZRN_ASSERT_NODE(parent);
     if (!d->inStorage(parent))
         return kInvalidNodeRef;
-    d->grew();
+    // Everything that may fail to allocate comes before the graph changes,
+    // or is undone: a std::bad_alloc leaves the graph as it was.
     const int ref = int(d->nodes.size());
     Node node;
     node.name = name;
     node.parent = parent;
-    d->nodes.push_back(std::move(node));
-    d->node(parent).children.push_back(ref);
-    PortList& ports = d->node(ref).portList;
-    ports.append(Side::Input, numInputs);
-    ports.append(Side::Output, numOutputs);
+    node.portList.append(Side::Input, numInputs);
+    node.portList.append(Side::Output, numOutputs);
+    IndexList& siblings = d->node(parent).children;
+    siblings.push_back(ref);
+    try {
+        d->nodes.push_back(std::move(node));
+    } catch (...) {
+        siblings.pop_back();
+        throw;
+    }
+    d->grew();
     d->orderNodeAdded(ref);
     return ref;
 }
@@ -627,11 +634,9 @@ int Graph::addEdge(int srcNode, int srcOutput, int dstNode, int dstInput)
         && precedes(dstNode, srcNode, true))
         return kInvalidEdgeRef;
 
-    d->grew();
-    const int id = int(d->edges.size());
-    d->edges.push_back(Edge{srcNode, srcOutput, dstNode, dstInput, false});
-    out.destinations.push_back(id);
+    const int id = d->appendEdge(Edge{srcNode, srcOutput, dstNode, dstInput, false}, out.destinations);
     in.source = id;
+    d->grew();
     d->orderRegularEdgeAdded(id, srcNode, out, dstNode, dst, in);
     return id;
 }
@@ -670,11 +675,10 @@ int Graph::addDownEdge(int parentInput, int childNode, int childInput)
     if (in.source != kInvalidEdgeRef)
         return kInvalidEdgeRef;
 
-    d->grew();
-    const int id = int(d->edges.size());
-    d->edges.push_back(Edge{parent, parentInput, childNode, childInput, false});
-    d->node(parent).inputs()[size_t(parentInput)].destinations.push_back(id);
+    const int id = d->appendEdge(Edge{parent, parentInput, childNode, childInput, false},
+                                 d->node(parent).inputs()[size_t(parentInput)].destinations);
     in.source = id;
+    d->grew();
     d->orderEdgeAdded(id, EdgeMade::Down);
     return id;
 }
@@ -696,10 +700,9 @@ int Graph::addUpEdge(int parentOutput, int childNode, int childOutput)
             return kInvalidEdgeRef;
     }
 
+    const int id = d->appendEdge(Edge{childNode, childOutput, parent, parentOutput, false},
+                                 d->node(childNode).outputs()[size_t(childOutput)].destinations);
     d->grew();
-    const int id = int(d->edges.size());
-    d->edges.push_back(Edge{childNode, childOutput, parent, parentOutput, false});
-    d->node(childNode).outputs()[size_t(childOutput)].destinations.push_back(id);
     d->node(childNode).fedUpEdge = true;
     d->node(parent).outputs()[size_t(parentOutput)].source = id;
     d->orderEdgeAdded(id, EdgeMade::Up);

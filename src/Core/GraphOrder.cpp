@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -235,6 +236,17 @@ bool Graph::Impl::recordsFitForOrder(int& parentBeyondStorage) const
 
 void Graph::Impl::rebuildOrder()
 {
+    // Without the memory for it the order stays stale: the search answers
+    // meanwhile, and the next use tries again.
+    try {
+        rebuildOrderFromRecords();
+    } catch (const std::bad_alloc&) {
+        order.state = OrderState::Stale;
+    }
+}
+
+void Graph::Impl::rebuildOrderFromRecords()
+{
     ProducerOrder& o = order;
     o.state = OrderState::LiteralOnly;
     if (!recordsFitForOrder(o.parentBeyondStorage))
@@ -284,6 +296,17 @@ void Graph::Impl::rebuildOrder()
 // ---------------------------------------------------------------- inserting links
 
 bool Graph::Impl::reorderForLink(int producer, int consumer)
+{
+    // A move that cannot get its memory leaves the order to be rebuilt.
+    try {
+        return moveForLink(producer, consumer);
+    } catch (const std::bad_alloc&) {
+        order.state = OrderState::Stale;
+        return false;
+    }
+}
+
+bool Graph::Impl::moveForLink(int producer, int consumer)
 {
     std::vector<int>& rank = order.rank;
 
@@ -443,7 +466,8 @@ void Graph::Impl::insertLinks(int producer, const std::vector<int>& consumers)
 {
     for (int consumer : consumers) {
         if (!insertLink(producer, consumer)) {
-            order.state = OrderState::LiteralOnly;
+            if (order.state == OrderState::Fresh)
+                order.state = OrderState::LiteralOnly;
             return;
         }
     }
@@ -474,13 +498,28 @@ void Graph::Impl::orderNodeAdded(int n)
         order.state = OrderState::Stale; // the rebuild numbers the ranks afresh
         return;
     }
-    order.rank.push_back(order.nextRank++); // nothing feeds it yet
+    try {
+        order.rank.push_back(order.nextRank); // nothing feeds it yet
+    } catch (const std::bad_alloc&) {
+        order.state = OrderState::Stale;
+        return;
+    }
+    ++order.nextRank;
 }
 
 void Graph::Impl::orderEdgeAdded(int id, EdgeMade made)
 {
     if (order.state != OrderState::Fresh)
         return;
+    try {
+        linkEdgeAdded(id, made);
+    } catch (const std::bad_alloc&) {
+        order.state = OrderState::Stale;
+    }
+}
+
+void Graph::Impl::linkEdgeAdded(int id, EdgeMade made)
+{
     const Edge& e = edge(id);
     std::vector<int>& consumers = orderScratch().consumers;
     consumers.clear();
@@ -540,13 +579,17 @@ void Graph::Impl::orderEdgeRemoved(int id)
     int m = e.dstNode;
     int k = e.dstIndex;
     walkDown(m, k);
-    std::vector<int>& consumers = orderScratch().consumers;
-    consumers.clear();
-    if (!collectOutputConsumers(e.dstNode, e.dstIndex, consumers)) {
+    try {
+        std::vector<int>& consumers = orderScratch().consumers;
+        consumers.clear();
+        if (!collectOutputConsumers(e.dstNode, e.dstIndex, consumers)) {
+            order.state = OrderState::Stale;
+            return;
+        }
+        insertLinks(m, consumers);
+    } catch (const std::bad_alloc&) {
         order.state = OrderState::Stale;
-        return;
     }
-    insertLinks(m, consumers);
 }
 
 void Graph::Impl::orderPortsErasing(int n, Side side, int index)

@@ -196,6 +196,21 @@ struct Graph::Impl
     }
     // An edit that only adds or renames.
     void grew() { ++revision; }
+    // Appends edge record `e` and lists it in `leaving`, the destinations of
+    // the port it leaves, and returns its reference. When either cannot get
+    // its memory, the std::bad_alloc leaves both as they were.
+    int appendEdge(const Edge& e, IndexList& leaving)
+    {
+        const int id = int(edges.size());
+        leaving.push_back(id);
+        try {
+            edges.push_back(e);
+        } catch (...) {
+            leaving.pop_back();
+            throw;
+        }
+        return id;
+    }
     // Whether the first destination of each output of `n` that has one is
     // certainly a regular edge, as isRegularEdge() would answer after
     // reading it. False means only that the edge must be read.
@@ -406,9 +421,12 @@ struct Graph::Impl
         return order.state == ProducerOrder::State::Fresh && srcNode != dstNode
             && linksItsEndsOnly(srcNode, out, dst, in) && insertLink(srcNode, dstNode);
     }
-    // Hooks of the editing operations, called after the edit.
+    // Hooks of the editing operations, called after the edit. The order only
+    // saves searches: an update that cannot get the memory it needs leaves
+    // it stale, to be rebuilt at its next use, and the edit stands.
     void orderNodeAdded(int node);
     void orderEdgeAdded(int edge, EdgeMade made);
+    void linkEdgeAdded(int edge, EdgeMade made); // orderEdgeAdded()'s work
     // orderEdgeAdded(id, EdgeMade::Regular) for the edge `id` that addEdge()
     // just made from `out` of `srcNode` to `in` of `dst` (node `dstNode`):
     // where the edge links its ends only, that one link; the general hook
@@ -418,7 +436,7 @@ struct Graph::Impl
         if (order.state != ProducerOrder::State::Fresh)
             return;
         if (linksItsEndsOnly(srcNode, out, dst, in)) {
-            if (!insertLink(srcNode, dstNode))
+            if (!insertLink(srcNode, dstNode) && order.state == ProducerOrder::State::Fresh)
                 order.state = ProducerOrder::State::LiteralOnly;
             return;
         }
@@ -434,12 +452,14 @@ struct Graph::Impl
     int producerOf(int node, int input) const;
     bool recordsFitForOrder(int& parentBeyondStorage) const;
     void rebuildOrder();
+    void rebuildOrderFromRecords();
     bool collectInputConsumers(int node, int input, std::vector<int>& out) const;
     bool collectOutputConsumers(int node, int output, std::vector<int>& out) const;
     bool collectConsumers(int node, std::vector<int>& out) const;
     void insertLinks(int producer, const std::vector<int>& consumers);
     // Ranks `producer` below `consumer`, moving what must move; false when
-    // the consumer feeds the producer (a loop). Most links need no move.
+    // the consumer feeds the producer (a loop), or when the move could not
+    // get its memory and left the order stale. Most links need no move.
     bool insertLink(int producer, int consumer)
     {
         return producer == consumer || order.rank[size_t(producer)] < order.rank[size_t(consumer)]
@@ -463,6 +483,7 @@ struct Graph::Impl
     // end: every link then still runs upwards.
     ClosureMove moveClosure(Side side, int from, int other, size_t budget);
     bool reorderForLink(int producer, int consumer);
+    bool moveForLink(int producer, int consumer);
 };
 
 // Read access to a graph's records for the library's own code that must see
