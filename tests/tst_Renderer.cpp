@@ -10,7 +10,9 @@
 
 #include <QtCore/QMetaType>
 
+#include <limits>
 #include <memory>
+#include <new>
 
 using namespace Morvane::Zrn;
 using ZrnTest::RecordingPass;
@@ -148,6 +150,51 @@ TEST(RendererComposition, AddPassRefusesNullPassOrInvalidParent)
     EXPECT_EQ(renderer.getGraph().numNodesGlobal(), 1);
     pass.reset(); // still ours: destroyed exactly once, here
     EXPECT_EQ(destroyed, QStringList(QStringLiteral("P")));
+}
+
+// A pass whose port counts add up past INT_MAX: its node cannot be made.
+class PassOfTooManyPorts : public RecordingPass
+{
+public:
+    PassOfTooManyPorts(QStringList* log)
+        : RecordingPass(QStringLiteral("huge"), log, 1, 0)
+    {
+    }
+    int numOutputs() const override { return std::numeric_limits<int>::max(); }
+};
+
+TEST(RendererComposition, PassWhoseNodeCannotBeMadeThrowsAndIsNotTaken)
+{
+    QStringList destroyed;
+    QStringList log;
+    auto huge = std::make_unique<PassOfTooManyPorts>(&log);
+    huge->destroyed = &destroyed;
+    {
+        Renderer renderer;
+        auto* pass = new RecordingPass(QStringLiteral("P"), &log, 0, 1);
+        pass->destroyed = &destroyed;
+        ASSERT_EQ(renderer.addPass(QStringLiteral("P"), pass, Graph::kRootNodeRef), 1);
+        const quint64 revision = renderer.getGraph().revision();
+
+        EXPECT_THROW(renderer.addPass(QStringLiteral("huge"), huge.get(), Graph::kRootNodeRef), std::bad_alloc);
+        EXPECT_EQ(renderer.numRenderPasses(), 1);
+        EXPECT_EQ(renderer.getGraph().numNodesGlobal(), 2);
+        EXPECT_EQ(renderer.getGraph().revision(), revision);
+
+        // The next pass takes the next index and node; setup() reaches the
+        // passes taken and nothing else.
+        auto* next = new RecordingPass(QStringLiteral("Q"), &log, 1, 0);
+        next->destroyed = &destroyed;
+        const int q = renderer.addPass(QStringLiteral("Q"), next, Graph::kRootNodeRef);
+        EXPECT_EQ(q, 2);
+        EXPECT_EQ(renderer.getGraph().nodeValue(q), 1);
+        EXPECT_EQ(renderer.renderPass(q), next);
+        renderer.setup(nullptr);
+        EXPECT_EQ(log, QStringList({QStringLiteral("P.setup()"), QStringLiteral("Q.setup()")}));
+    }
+    EXPECT_EQ(destroyed, QStringList({QStringLiteral("P"), QStringLiteral("Q")}));
+    huge.reset(); // still ours
+    EXPECT_EQ(destroyed, QStringList({QStringLiteral("P"), QStringLiteral("Q"), QStringLiteral("huge")}));
 }
 
 TEST(RendererComposition, AddGroupIsAPlainNode)

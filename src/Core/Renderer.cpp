@@ -369,14 +369,22 @@ int Renderer::addPass(const QString& name, RenderPass* pass, int parent)
     if (!pass || !d->graph.isValidNode(parent))
         return Graph::kInvalidNodeRef;
 
+    // The pass is taken only once its node exists: a std::bad_alloc from
+    // the node (a pass of more than INT_MAX ports, or no memory) or from
+    // the room for its index leaves the renderer as it was. The appends
+    // below then need no memory.
     const int index = d->passes.size();
+    if (index == d->passes.capacity())
+        d->passes.reserve(2 * index + 8);
+    if (index == d->enabledFlags.capacity())
+        d->enabledFlags.reserve(2 * index + 8);
+    const int numInputs = pass->numInputs();
+    const int numOutputs = pass->numOutputs();
+    const int node = d->graph.addNode(name, numInputs, numOutputs, parent);
     d->schedule.current = false;
     d->passes.append(pass);
     d->enabledFlags.append(true);
 
-    const int numInputs = pass->numInputs();
-    const int numOutputs = pass->numOutputs();
-    const int node = d->graph.addNode(name, numInputs, numOutputs, parent);
     for (int i = 0; i < numInputs; ++i)
         d->graph.setInputName(node, i, pass->inputName(i));
     for (int i = 0; i < numOutputs; ++i)
