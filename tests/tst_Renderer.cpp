@@ -13,6 +13,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <stdexcept>
 
 using namespace Morvane::Zrn;
 using ZrnTest::RecordingPass;
@@ -195,6 +196,65 @@ TEST(RendererComposition, PassWhoseNodeCannotBeMadeThrowsAndIsNotTaken)
     EXPECT_EQ(destroyed, QStringList({QStringLiteral("P"), QStringLiteral("Q")}));
     huge.reset(); // still ours
     EXPECT_EQ(destroyed, QStringList({QStringLiteral("P"), QStringLiteral("Q"), QStringLiteral("huge")}));
+}
+
+// A pass whose second output name cannot be given.
+class PassWhoseNameThrows : public RecordingPass
+{
+public:
+    PassWhoseNameThrows(QStringList* log)
+        : RecordingPass(QStringLiteral("bad"), log, 1, 2)
+    {
+    }
+    QString outputName(int output) const override
+    {
+        if (output == 1)
+            throw std::runtime_error("no name");
+        return RecordingPass::outputName(output);
+    }
+};
+
+TEST(RendererComposition, PassWhoseNamesThrowIsNotTaken)
+{
+    QStringList destroyed;
+    QStringList log;
+    auto bad = std::make_unique<PassWhoseNameThrows>(&log);
+    bad->destroyed = &destroyed;
+    {
+        Renderer renderer;
+        const quint64 revision = renderer.getGraph().revision();
+        EXPECT_THROW(renderer.addPass(QStringLiteral("bad"), bad.get(), Graph::kRootNodeRef), std::runtime_error);
+        EXPECT_EQ(renderer.numRenderPasses(), 0);
+        EXPECT_EQ(renderer.getGraph().numNodesGlobal(), 1);
+        EXPECT_EQ(renderer.getGraph().revision(), revision);
+        EXPECT_EQ(renderer.findPass(QStringLiteral("bad")), Graph::kInvalidNodeRef);
+    }
+    EXPECT_TRUE(destroyed.isEmpty());
+    bad.reset(); // still ours
+    EXPECT_EQ(destroyed, QStringList(QStringLiteral("bad")));
+}
+
+// A pass that counts its inputs as -1: it gets none, and its outputs keep
+// their names.
+class PassOfNegativeInputs : public RecordingPass
+{
+public:
+    PassOfNegativeInputs()
+        : RecordingPass(QStringLiteral("neg"), nullptr, 0, 2)
+    {
+    }
+    int numInputs() const override { return -1; }
+};
+
+TEST(RendererComposition, PassOfNegativeInputCountGetsNoInputsAndNamedOutputs)
+{
+    Renderer renderer;
+    const int node = renderer.addPass(QStringLiteral("neg"), new PassOfNegativeInputs, Graph::kRootNodeRef);
+    ASSERT_EQ(node, 1);
+    EXPECT_EQ(renderer.getGraph().numInputs(node), 0);
+    ASSERT_EQ(renderer.getGraph().numOutputs(node), 2);
+    EXPECT_EQ(renderer.getGraph().outputName(node, 0), QStringLiteral("out0"));
+    EXPECT_EQ(renderer.getGraph().outputName(node, 1), QStringLiteral("out1"));
 }
 
 TEST(RendererComposition, AddGroupIsAPlainNode)

@@ -248,9 +248,10 @@ public:
     /// after them; returns the node. Returns kInvalidNodeRef and takes
     /// nothing when `pass` is null or `parent` is not a valid node. A pass
     /// added a second time gets a second index and a second node like any
-    /// other; both run it, and it is still destroyed only once. Throws
-    /// std::bad_alloc, taking nothing and changing nothing, when the node
-    /// cannot be made: a pass of more than INT_MAX ports, or no memory.
+    /// other; both run it, and it is still destroyed only once. An exception
+    /// from the pass's port counts or names, or std::bad_alloc when the node
+    /// cannot be made (a pass of more than INT_MAX ports, or no memory),
+    /// leaves the renderer as it was and takes nothing.
     int addPass(const QString& name, RenderPass* pass, int parent);
     /// Adds a plain node (no pass, value -1) under `parent`, as
     /// Graph::addNode(), and returns it. Returns kInvalidNodeRef and adds

@@ -7,6 +7,8 @@
 #include "Renderer_p.h"
 
 #include <algorithm>
+#include <limits>
+#include <new>
 #include <unordered_set>
 
 namespace Morvane {
@@ -369,26 +371,36 @@ int Renderer::addPass(const QString& name, RenderPass* pass, int parent)
     if (!pass || !d->graph.isValidNode(parent))
         return Graph::kInvalidNodeRef;
 
-    // The pass is taken only once its node exists: a std::bad_alloc from
-    // the node (a pass of more than INT_MAX ports, or no memory) or from
-    // the room for its index leaves the renderer as it was. The appends
-    // below then need no memory.
+    // The pass is taken only once everything that may throw is done: the
+    // pass's own answers (asked in the order the ports are named), the
+    // node (a pass of more than INT_MAX ports, or no memory) and the room
+    // for its index. An exception leaves the renderer as it was; the
+    // appends below then need no memory.
     const int index = d->passes.size();
+    const int numInputs = pass->numInputs();
+    const int numOutputs = pass->numOutputs();
+    // What Graph::addNode() would throw, before the names are asked for.
+    if (qint64(qMax(numInputs, 0)) + qMax(numOutputs, 0) > std::numeric_limits<int>::max())
+        throw std::bad_alloc();
+    QStringList names;
+    names.reserve(qMax(numInputs, 0) + qMax(numOutputs, 0));
+    for (int i = 0; i < numInputs; ++i)
+        names.append(pass->inputName(i));
+    for (int i = 0; i < numOutputs; ++i)
+        names.append(pass->outputName(i));
     if (index == d->passes.capacity())
         d->passes.reserve(2 * index + 8);
     if (index == d->enabledFlags.capacity())
         d->enabledFlags.reserve(2 * index + 8);
-    const int numInputs = pass->numInputs();
-    const int numOutputs = pass->numOutputs();
     const int node = d->graph.addNode(name, numInputs, numOutputs, parent);
     d->schedule.current = false;
     d->passes.append(pass);
     d->enabledFlags.append(true);
 
     for (int i = 0; i < numInputs; ++i)
-        d->graph.setInputName(node, i, pass->inputName(i));
+        d->graph.setInputName(node, i, names.at(i));
     for (int i = 0; i < numOutputs; ++i)
-        d->graph.setOutputName(node, i, pass->outputName(i));
+        d->graph.setOutputName(node, i, names.at(qMax(numInputs, 0) + i));
     d->graph.setNodeValue(node, index);
     return node;
 }
