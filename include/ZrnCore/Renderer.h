@@ -99,6 +99,14 @@ public:
     /// as if every frame walked. In steady state (nothing of that changed
     /// since the last frame) a frame allocates nothing beyond what copying
     /// the QVariant values needs.
+    ///
+    /// An exception thrown by a pass ends the frame where it is thrown and
+    /// goes on to the caller: no other pass call is made in the frame (the
+    /// throwing pass gets no endFrame()), the frame is not counted in
+    /// frameStatistics(), the renderer outputs keep what they
+    /// held (or part of this frame's values when the copy threw), the frame
+    /// report is left empty (FrameReport::isValid() false) and the trace
+    /// leaves the frame out. The next render() starts afresh.
     virtual bool render(RenderCallbacks* cb);
     /// Calls teardown(cb) on every pass in pass-index order, enabled or not.
     virtual void teardown(RenderCallbacks* cb);

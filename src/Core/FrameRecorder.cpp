@@ -64,6 +64,27 @@ void FrameRecorder::passEnds(int node, int pass, unsigned int errorCode, int pol
     m_run.waitEndNsecs = -1;
 }
 
+void FrameRecorder::frameAbandoned()
+{
+    if (reportOn) {
+        FrameReport::Impl& r = *report.d;
+        r.frameIndex = -1;
+        r.succeeded = false;
+        r.target = -1;
+        r.frameTime = 0.0;
+        r.beginNsecs = 0;
+        r.endNsecs = 0;
+        r.failedNode = -1;
+        r.errorCode = 0;
+        r.runs.clear();
+        r.states.clear();
+        r.nodes.clear();
+    }
+    trace.d->runs.resize(size_t(m_traceFirstRun));
+    m_run.waitBeginNsecs = -1;
+    m_run.waitEndNsecs = -1;
+}
+
 bool FrameRecorder::frameEnds(const Graph& graph, const QVector<bool>& visited, const QVector<bool>& enabledFlags,
                               int target, bool ok, const FrameStatistics& stats)
 {

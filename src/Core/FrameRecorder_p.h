@@ -90,6 +90,10 @@ public:
     // whether the recorder is still on (a trace may have just ended).
     bool frameEnds(const Graph& graph, const QVector<bool>& visited, const QVector<bool>& enabledFlags, int target,
                    bool ok, const FrameStatistics& stats);
+    // Instead of frameEnds(), when an exception from a pass ended the frame:
+    // the report is left empty and the trace without the frame's runs, so
+    // that neither holds part of a frame; their storage is kept.
+    void frameAbandoned();
 
     // The report and trace a renderer without a recorder answers with.
     static const FrameReport& emptyReport();

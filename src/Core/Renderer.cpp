@@ -225,9 +225,18 @@ bool Renderer::render(RenderCallbacks* cb)
     d->numPassesRun = 0;
     if (d->recorder)
         d->recorder->frameBegins(m_frameStats.count());
-    beginFrame(cb);
-    const bool ok = d->schedule.literal ? d->renderWalking(cb) : d->renderScheduled(cb);
-    endFrame(cb);
+    bool ok = false;
+    try {
+        beginFrame(cb);
+        ok = d->schedule.literal ? d->renderWalking(cb) : d->renderScheduled(cb);
+        endFrame(cb);
+    } catch (...) {
+        // A pass threw: the frame ends here, unrecorded, and the exception
+        // goes on to the caller.
+        if (d->recorder)
+            d->recorder->frameAbandoned();
+        throw;
+    }
     if (d->recorder && !d->recorder->frameEnds(d->graph, d->visited, d->enabledFlags, d->target, ok, m_frameStats))
         d->recorder = nullptr; // a trace ended and the report is off
     return ok;
