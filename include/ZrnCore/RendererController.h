@@ -56,10 +56,15 @@ public:
 public Q_SLOTS:
     /// Renders one frame on the calling thread, emits passFailed() when a
     /// pass failed, then frameFinished(); returns what render() returned.
+    /// An exception from a pass goes on to the caller, with no signal and
+    /// the frame not counted (see Renderer::render()).
     bool renderFrame();
     /// Renders a frame every `intervalMs` milliseconds (0: whenever the
     /// thread's event loop is idle) until stop(); a negative interval is
-    /// taken as 0. The timer belongs to the controller's thread.
+    /// taken as 0. The timer belongs to the controller's thread. An
+    /// exception from a pass in a frame the timer started does not reach
+    /// the event loop: the timer stops and frameThrew() is emitted instead
+    /// of frameFinished().
     void start(int intervalMs);
     /// Stops the timer; a frame in progress finishes first.
     void stop();
@@ -76,6 +81,10 @@ Q_SIGNALS:
     /// RenderPassHelper and failed the frame before too, the one whose code
     /// is non-zero).
     void passFailed(int node, unsigned int errorCode);
+    /// A pass threw an exception in a frame that the timer started; the
+    /// timer has stopped. `what` is the exception's what() for a
+    /// std::exception, "unknown exception" otherwise.
+    void frameThrew(const QString& what);
 
 private:
     struct ZRNCOREQT_NO_EXPORT Impl; // the library's own, never exported

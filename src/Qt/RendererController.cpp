@@ -10,6 +10,8 @@
 #include <QtCore/QTimer>
 #include <QtCore/QVector>
 
+#include <exception>
+
 namespace Morvane {
 namespace Zrn {
 
@@ -28,7 +30,21 @@ RendererController::RendererController(Renderer* renderer, QObject* parent)
 {
     d->renderer = renderer;
     d->timer = new QTimer(this);
-    connect(d->timer, &QTimer::timeout, this, &RendererController::renderFrame);
+    // An exception must not reach the event loop: a frame the timer started
+    // that throws stops the timer and is signalled.
+    connect(d->timer, &QTimer::timeout, this, [this] {
+        QString what;
+        try {
+            renderFrame();
+            return;
+        } catch (const std::exception& e) {
+            what = QString::fromLocal8Bit(e.what());
+        } catch (...) {
+            what = QStringLiteral("unknown exception");
+        }
+        d->timer->stop();
+        Q_EMIT frameThrew(what);
+    });
 }
 
 RendererController::~RendererController()

@@ -16,6 +16,8 @@
 #include <QtCore/QThread>
 #include <QtTest/QSignalSpy>
 
+#include <stdexcept>
+
 using Morvane::Zrn::Graph;
 using Morvane::Zrn::RenderCallbacks;
 using Morvane::Zrn::Renderer;
@@ -125,6 +127,67 @@ TEST(RendererController, TimerRendersUntilStopped)
     c.start(-5);
     EXPECT_EQ(c.interval(), 0);
     c.stop();
+}
+
+namespace {
+
+// A recording pass whose start() throws once told to.
+class ThrowingPass : public RecordingPass
+{
+public:
+    using RecordingPass::RecordingPass;
+    bool throwInStart = false;
+    void start(RenderCallbacks* cb) override
+    {
+        RecordingPass::start(cb);
+        if (throwInStart)
+            throw std::runtime_error("pass b threw");
+    }
+};
+
+} // namespace
+
+TEST(RendererController, PassThatThrowsStopsTheTimerAndIsSignalled)
+{
+    QStringList log;
+    Renderer r;
+    auto* passA = new RecordingPass(QStringLiteral("a"), &log, 0, 1);
+    auto* passB = new ThrowingPass(QStringLiteral("b"), &log, 1, 0);
+    const int a = r.addPass(QStringLiteral("a"), passA, Graph::kRootNodeRef);
+    const int b = r.addPass(QStringLiteral("b"), passB, Graph::kRootNodeRef);
+    ASSERT_EQ(r.getGraph().addEdge(a, 0, b, 0), 0);
+    r.setTarget(b);
+    RendererController c(&r);
+    QSignalSpy finished(&c, &RendererController::frameFinished);
+    QSignalSpy threw(&c, &RendererController::frameThrew);
+
+    // Called directly, the exception goes on to the caller.
+    passB->throwInStart = true;
+    EXPECT_THROW(c.renderFrame(), std::runtime_error);
+    EXPECT_EQ(finished.count(), 0);
+    EXPECT_EQ(threw.count(), 0);
+    EXPECT_EQ(c.framesRendered(), 0);
+
+    // Started by the timer, the frame that throws stops it.
+    passB->throwInStart = false;
+    c.start(1);
+    QElapsedTimer wait;
+    wait.start();
+    while (finished.count() < 2 && wait.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    ASSERT_GE(finished.count(), 2);
+    passB->throwInStart = true;
+    while (threw.count() < 1 && wait.elapsed() < 20000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    ASSERT_EQ(threw.count(), 1);
+    EXPECT_EQ(threw.takeFirst().at(0).toString(), QStringLiteral("pass b threw"));
+    EXPECT_FALSE(c.isRunning());
+    const int frames = finished.count();
+    EXPECT_EQ(c.framesRendered(), frames);
+    EXPECT_EQ(r.frameCount(), frames);
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_EQ(finished.count(), frames);
+    EXPECT_EQ(threw.count(), 0);
 }
 
 TEST(RendererController, RendersOnAWorkerThreadAndSignalsAcross)
