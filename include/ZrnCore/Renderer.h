@@ -170,7 +170,8 @@ public:
     QString passPath(int node) const;
     /// Lists what is wrong or suspicious in the renderer's composition, each
     /// finding with its node's path and a sentence; empty when all is well.
-    /// Changes nothing and calls no pass. In this order: the target (none,
+    /// Changes nothing; of the passes it calls only numInputs(), to know how
+    /// many inputs a frame delivers. In this order: the target (none,
     /// invalid, the root, a group); then each renderer output in index order
     /// (produced by no pass, or by a pass that is not upstream of the
     /// target, which makes the target run once more each frame); then each
