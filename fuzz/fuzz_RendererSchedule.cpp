@@ -8,16 +8,21 @@
 //
 // The graphs have groups, down and up edges, parameters, renderer outputs,
 // disabled passes, passes that fail with a random code or finish only after
-// a few polls, and targets with and without needed nodes outside their
-// upstream. The edits are those that do and do not change the schedule:
-// setEnabled, setTarget, setParameter, new edges, passes, groups,
-// parameters and outputs, removed edges, renamed nodes, new defaults.
+// a few polls, passes that throw from one of their calls once, and targets
+// with and without needed nodes outside their upstream. The edits are those
+// that do and do not change the schedule: setEnabled, setTarget,
+// setParameter, new edges, passes, groups, parameters and outputs, removed
+// edges, renamed nodes, new defaults. Half the inputs render with the frame
+// report and a trace on, whose runs must be the same both ways too; a frame
+// that a pass's exception ends must leave neither holding any of it.
 //
 // Built as a libFuzzer target with clang (ZRNCORE_BUILD_FUZZERS=ON), and
 // replayed by tests/tst_RendererSchedule.cpp on seeded inputs and on the
 // corpus in fuzz/corpus/fuzz_RendererSchedule, which defines ZRN_FUZZ_FAIL to
 // turn a difference into a test failure.
 
+#include <ZrnCore/FrameReport.h>
+#include <ZrnCore/FrameTrace.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/RenderPassHelper.h>
 #include <ZrnCore/Renderer.h>
@@ -60,6 +65,7 @@ struct Totals
     long long replayedRuns = 0;   // passes run in replayed frames
     long long failedFrames = 0;   // frames where render() returned false
     long long latePolls = 0;      // isFinished() calls that answered false
+    long long thrownFrames = 0;   // frames that a pass's exception ended
 };
 inline Totals& totals()
 {
@@ -82,9 +88,27 @@ QString show(const QVariant& v)
 }
 
 // Writes every call it receives into a log, getters included.
+// What a pass throws, from the call named by LoggingPass::throwIn.
+struct PassThrew
+{
+};
+
 class LoggingPass : public RenderPassHelper
 {
 public:
+    // The calls a pass can be told to throw from, once.
+    enum ThrowIn {
+        Nowhere,
+        InBeginFrame,
+        InStart,
+        InIsFinished,
+        InEndFrame,
+        InSetInput,
+        InOutput,
+        InErrorCode,
+        NumThrowIns
+    };
+
     LoggingPass(int id, QStringList* log, int numInputs, int numOutputs)
         : m_id(id)
         , m_log(log)
@@ -95,18 +119,21 @@ public:
             addOutput(QStringLiteral("out%1").arg(j));
     }
 
-    unsigned failWith = 0;   // error code start() sets
-    int unfinishedPolls = 0; // isFinished() answers false this often per run
+    unsigned failWith = 0;         // error code start() sets
+    int unfinishedPolls = 0;       // isFinished() answers false this often per run
+    mutable int throwIn = Nowhere; // the next such call throws, after its note
 
     void beginFrame(RenderCallbacks* cb) override
     {
         note(QStringLiteral("beginFrame"));
+        maybeThrow(InBeginFrame);
         m_polls = 0;
         RenderPassHelper::beginFrame(cb);
     }
     void start(RenderCallbacks*) override
     {
         note(QStringLiteral("start"));
+        maybeThrow(InStart);
         ++m_runs;
         for (int j = 0; j < outputs.size(); ++j)
             outputs[j].value = m_id * 10000 + m_runs * 10 + j;
@@ -115,12 +142,14 @@ public:
     bool isFinished() const override
     {
         note(QStringLiteral("isFinished"));
+        maybeThrow(InIsFinished);
         return ++m_polls > unfinishedPolls;
     }
     void endFrame(RenderCallbacks* cb) override
     {
         note(QStringLiteral("endFrame"));
         RenderPassHelper::endFrame(cb);
+        maybeThrow(InEndFrame);
     }
     int numInputs() const override
     {
@@ -135,6 +164,7 @@ public:
     void setInput(int input, const QVariant& value) override
     {
         note(QStringLiteral("setInput(%1, %2)").arg(input).arg(show(value)));
+        maybeThrow(InSetInput);
         RenderPassHelper::setInput(input, value);
     }
     QVariant defaultValue(int input) const override
@@ -145,6 +175,7 @@ public:
     QVariant output(int output) const override
     {
         note(QStringLiteral("output(%1)").arg(output));
+        maybeThrow(InOutput);
         return RenderPassHelper::output(output);
     }
     void setNumOutputUsers(int output, int users) override
@@ -165,6 +196,7 @@ public:
     unsigned errorCode() const override
     {
         note(QStringLiteral("errorCode"));
+        maybeThrow(InErrorCode);
         return RenderPassHelper::errorCode();
     }
 
@@ -172,6 +204,14 @@ public:
 
 private:
     void note(const QString& call) const { m_log->append(QStringLiteral("P%1.").arg(m_id) + call); }
+    void maybeThrow(int call) const
+    {
+        if (throwIn != call)
+            return;
+        throwIn = Nowhere;
+        m_log->append(QStringLiteral("P%1 throws").arg(m_id));
+        throw PassThrew();
+    }
 
     int m_id;
     QStringList* m_log;
@@ -214,6 +254,12 @@ private:
     // outputs of random top-level passes.
     void build()
     {
+        if (m_in.next() % 2 == 0) {
+            both([](Side& s) {
+                s.renderer.setFrameReportEnabled(true);
+                s.renderer.startFrameTrace(kMaxFrames + 4);
+            });
+        }
         const int numParameters = m_in.below(3);
         for (int i = 0; i < numParameters; ++i)
             both([i](Side& s) { s.renderer.addParameter(QStringLiteral("p"), 1000 + i); });
@@ -353,6 +399,17 @@ private:
             });
             break;
         }
+        case 19: {
+            // A pass throws from one of its calls, once, in this frame or a
+            // later one; then a frame.
+            if (!m_walking.passes.empty()) {
+                const int p = m_in.below(int(m_walking.passes.size()));
+                const int call = 1 + m_in.below(LoggingPass::NumThrowIns - 1);
+                both([p, call](Side& s) { s.passes[size_t(p)]->throwIn = call; });
+            }
+            frame();
+            break;
+        }
         case 18: {
             if (m_walking.passes.empty())
                 break;
@@ -485,10 +542,17 @@ private:
         const quint64 compilationsBefore = Morvane::Zrn::Internal::scheduleCompilations(m_compiled.renderer);
         both([](Side& s) {
             s.log.clear();
-            const bool ok = s.renderer.render(nullptr);
-            s.log.append(QStringLiteral("render() = %1, passes %2").arg(ok).arg(s.renderer.getNumPasses()));
+            bool threw = false;
+            try {
+                const bool ok = s.renderer.render(nullptr);
+                s.log.append(QStringLiteral("render() = %1, passes %2").arg(ok).arg(s.renderer.getNumPasses()));
+            } catch (const PassThrew&) {
+                threw = true;
+                s.log.append(QStringLiteral("render() threw, passes %1").arg(s.renderer.getNumPasses()));
+            }
             for (int i = 0; i < s.renderer.numOutputs(); ++i)
                 s.log.append(QStringLiteral("output(%1) = %2").arg(i).arg(show(s.renderer.output(i))));
+            logRecording(s, threw);
         });
         compare();
 
@@ -498,14 +562,45 @@ private:
             ++t.replayedFrames;
             t.replayedRuns += m_compiled.renderer.getNumPasses();
         }
-        if (m_compiled.log.last().startsWith(QStringLiteral("render() = 0")))
-            ++t.failedFrames;
+        for (const QString& line : qAsConst(m_compiled.log)) {
+            if (line.startsWith(QStringLiteral("render() = 0")))
+                ++t.failedFrames;
+            else if (line.startsWith(QStringLiteral("render() threw")))
+                ++t.thrownFrames;
+        }
         for (const QString& line : qAsConst(m_compiled.log)) {
             if (line.endsWith(QStringLiteral(".isFinished")))
                 ++t.latePolls;
             else if (line.endsWith(QStringLiteral(".start")))
                 --t.latePolls; // each run's last poll answers true
         }
+    }
+
+    // What the frame report and the trace hold, clock readings left out;
+    // a frame that threw must have left the report empty and the trace
+    // without its runs.
+    static void logRecording(Side& s, bool threw)
+    {
+        const Renderer& r = s.renderer;
+        if (r.isFrameReportEnabled()) {
+            const Morvane::Zrn::FrameReport& report = r.frameReport();
+            QString line = QStringLiteral("report %1 frame %2:").arg(report.isValid()).arg(report.frameIndex());
+            for (int i = 0; i < report.numRuns(); ++i)
+                line += QStringLiteral(" %1/%2").arg(report.run(i).node).arg(report.run(i).errorCode);
+            s.log.append(line);
+            if (threw && (report.isValid() || report.numRuns() != 0))
+                ZRN_FUZZ_FAIL("the report holds part of a frame that threw");
+        }
+        const Morvane::Zrn::FrameTrace& trace = r.frameTrace();
+        int runs = 0;
+        for (int f = 0; f < trace.numFrames(); ++f) {
+            if (trace.frame(f).firstRun != runs)
+                ZRN_FUZZ_FAIL("a traced frame does not start after the one before");
+            runs += trace.frame(f).numRuns;
+        }
+        if (runs != trace.numRuns())
+            ZRN_FUZZ_FAIL("the trace holds runs of no frame");
+        s.log.append(QStringLiteral("trace %1 frames, %2 runs").arg(trace.numFrames()).arg(trace.numRuns()));
     }
 
     void compare()

@@ -49,13 +49,15 @@ TEST(RendererScheduleDifferential, SeededGraphsGiveTheSameCallsBothWays)
     }
 
     // The seeds reach what is worth comparing: frames that replay a schedule
-    // with passes in it, failing frames and passes that finish late.
+    // with passes in it, failing frames, passes that finish late and frames
+    // that a pass's exception ends.
     const ZrnRendererScheduleFuzz::Totals t = totals();
     EXPECT_GT(t.frames, 4000);
     EXPECT_GT(t.replayedFrames, t.frames / 3);
     EXPECT_GT(t.replayedRuns, t.replayedFrames * 3 / 2);
     EXPECT_GT(t.failedFrames, 80);
     EXPECT_GT(t.latePolls, 500);
+    EXPECT_GT(t.thrownFrames, 150);
 }
 
 TEST(RendererScheduleDifferential, CorpusGivesTheSameCallsBothWays)
