@@ -76,10 +76,12 @@ using State = ProducerOrder::State;
 // made to fail.
 bool canFailAllocations()
 {
+    // A call of the function itself, not a new-expression, which an
+    // optimising compiler may leave out along with its delete.
     g_failAfter = 0;
     bool failed = false;
     try {
-        delete new int(1);
+        ::operator delete(::operator new(sizeof(int)));
     } catch (const std::bad_alloc&) {
         failed = true;
     }
