@@ -3,97 +3,31 @@
 // behind addEdge()'s cycle refusal, which only saves searches, goes stale
 // when one of its updates cannot get memory instead of being left wrong.
 //
-// This binary replaces the plain operator new so that a test can make one
-// allocation fail: the next one on the calling thread, or the next of a
-// given size. The order keeps its working storage per thread, empty in a
-// new thread, so the tests that need its first allocation run in one.
-// Under valgrind, whose memcheck puts its own operator new in place of this
-// binary's, no allocation can be made to fail and those tests are skipped.
+// FailingAllocator.h makes one allocation fail: the next one on the calling
+// thread, or the next of a given size. The order keeps its working storage
+// per thread, empty in a new thread, so the tests that need its first
+// allocation run in one.
 
-#include <gtest/gtest.h>
+#include "FailingAllocator.h"
 
 #include "../src/Core/Graph_p.h"
 
+#include <gtest/gtest.h>
+
 #include <climits>
 #include <cstddef>
-#include <cstdlib>
 #include <new>
 #include <thread>
-
-namespace {
-
-// How the next allocations on this thread fail: after `failAfter` more
-// allocations (-1: none fails), or the first one of `failSize` bytes (0:
-// none). Each arming fails one allocation.
-thread_local long g_failAfter = -1;
-thread_local std::size_t g_failSize = 0;
-
-bool failsNow(std::size_t size)
-{
-    if (g_failSize != 0 && size == g_failSize) {
-        g_failSize = 0;
-        return true;
-    }
-    if (g_failAfter == 0) {
-        g_failAfter = -1;
-        return true;
-    }
-    if (g_failAfter > 0)
-        --g_failAfter;
-    return false;
-}
-
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    if (failsNow(size))
-        throw std::bad_alloc();
-    void* p = std::malloc(size == 0 ? 1 : size);
-    if (!p)
-        throw std::bad_alloc();
-    return p;
-}
-
-void operator delete(void* p) noexcept
-{
-    std::free(p);
-}
-
-void operator delete(void* p, std::size_t) noexcept
-{
-    std::free(p);
-}
 
 namespace {
 
 using Morvane::Zrn::Graph;
 using Morvane::Zrn::GraphStorage;
 using Morvane::Zrn::ProducerOrder;
+using ZrnTest::failAfter;
+using ZrnTest::failSize;
+using ZrnTest::failureUsed;
 using State = ProducerOrder::State;
-
-// Whether the replacement above is the operator new in use, and so can be
-// made to fail.
-bool canFailAllocations()
-{
-    // A call of the function itself, not a new-expression, which an
-    // optimising compiler may leave out along with its delete.
-    g_failAfter = 0;
-    bool failed = false;
-    try {
-        ::operator delete(::operator new(sizeof(int)));
-    } catch (const std::bad_alloc&) {
-        failed = true;
-    }
-    g_failAfter = -1;
-    return failed;
-}
-
-#define SKIP_UNLESS_ALLOCATIONS_CAN_FAIL()                                           \
-    do {                                                                             \
-        if (!canFailAllocations())                                                   \
-            GTEST_SKIP() << "another operator new is in use (valgrind): none fails"; \
-    } while (false)
 
 const ProducerOrder& orderOf(const Graph& g)
 {
@@ -152,9 +86,10 @@ TEST(GraphOutOfMemory, NodeWhoseParentsListCannotGrowThrowsAndLeavesTheGraphAsIt
     addNode(g, parent);
     addNode(g, parent); // two children: the list is full in place
     const quint64 revision = g.revision();
-    g_failAfter = 0; // the list's growth, the third child's first allocation
+    failAfter = 0; // the list's growth, the third child's first allocation
     EXPECT_THROW(addNode(g, parent), std::bad_alloc);
-    g_failAfter = -1;
+    EXPECT_TRUE(failureUsed());
+    failAfter = -1;
     EXPECT_EQ(g.numNodes(parent), 2);
     EXPECT_EQ(g.numNodesGlobal(), 4);
     EXPECT_EQ(g.revision(), revision);
@@ -175,9 +110,10 @@ TEST(GraphOutOfMemory, NodeWhoseRecordCannotBeStoredLeavesItsParentsListAsItWas)
     const quint64 revision = g.revision();
     // The 256th child is listed under the root, then its record needs a
     // new chunk, which fails.
-    g_failSize = sizeof(Morvane::Zrn::Node) * 256;
+    failSize = sizeof(Morvane::Zrn::Node) * 256;
     EXPECT_THROW(addNode(g), std::bad_alloc);
-    g_failSize = 0;
+    EXPECT_TRUE(failureUsed());
+    failSize = 0;
     EXPECT_EQ(g.numNodes(Graph::kRootNodeRef), 255);
     EXPECT_EQ(g.numNodesGlobal(), 256);
     EXPECT_EQ(g.revision(), revision);
@@ -201,9 +137,10 @@ TEST(GraphOutOfMemory, RankOfANewNodeThatCannotBeStoredLeavesTheOrderStale)
     // The next rank doubles the order's storage to 8 ints, which fails;
     // the root's list of children has room for a fourth, and the node
     // records' first chunk for a fifth.
-    g_failSize = 8 * sizeof(int);
+    failSize = 8 * sizeof(int);
     const int d = addNode(g);
-    g_failSize = 0;
+    EXPECT_TRUE(failureUsed());
+    failSize = 0;
     EXPECT_EQ(d, 4);
     EXPECT_TRUE(g.isValidNode(d));
     EXPECT_EQ(orderOf(g).state, State::Stale);
@@ -230,10 +167,11 @@ TEST(GraphOutOfMemory, MoveForANewEdgeWithoutMemoryLeavesTheOrderStaleAndTheEdge
         // n2 feeds n0: nothing feeds n2, so the edge closes no loop, and
         // the order must move n2 below n0; its search's first allocation
         // on this thread fails.
-        g_failAfter = 0;
+        failAfter = 0;
         int made = Graph::kInvalidEdgeRef;
         EXPECT_NO_THROW(made = g.addEdge(n2, 0, n0, 0));
-        g_failAfter = -1;
+        EXPECT_TRUE(failureUsed());
+        failAfter = -1;
         EXPECT_EQ(made, 1);
         EXPECT_EQ(g.inputSource(n0, 0), 1);
         EXPECT_EQ(g.outputDestination(n2, 0, 0), 1);
@@ -262,10 +200,11 @@ TEST(GraphOutOfMemory, DownEdgeWhoseOrderUpdateLacksMemoryLeavesTheOrderStaleAnd
 
         // p's input now reaches c, and through c d: both now read s. The
         // update collects them, and its first allocation on this thread fails.
-        g_failAfter = 0;
+        failAfter = 0;
         int made = Graph::kInvalidEdgeRef;
         EXPECT_NO_THROW(made = g.addDownEdge(0, c, 0));
-        g_failAfter = -1;
+        EXPECT_TRUE(failureUsed());
+        failAfter = -1;
         EXPECT_EQ(made, 2);
         EXPECT_EQ(g.inputSource(c, 0), 2);
         EXPECT_EQ(orderOf(g).state, State::Stale);
@@ -290,11 +229,11 @@ TEST(GraphOutOfMemory, OrderThatCannotBeBuiltStaysStaleAndTheSearchDecides)
     ASSERT_EQ(g.numNodesGlobal(), 37);
     ASSERT_EQ(orderOf(g).state, State::Stale); // built at the first edge
     // The build's first allocation: a byte for each of the 37 slots.
-    g_failSize = 37;
+    failSize = 37;
     int made = Graph::kInvalidEdgeRef;
     EXPECT_NO_THROW(made = g.addEdge(a, 0, b, 0));
-    EXPECT_EQ(g_failSize, size_t(0)); // it did fail
-    g_failSize = 0;
+    EXPECT_TRUE(failureUsed());
+    failSize = 0;
     EXPECT_EQ(made, 0);
     EXPECT_EQ(orderOf(g).state, State::Stale);
 
@@ -319,9 +258,10 @@ TEST(GraphOutOfMemory, UpEdgeRemovalWhoseOrderUpdateLacksMemoryLeavesTheOrderSta
         // Without the up edge q reads p itself: the update collects q, and
         // its first allocation on this thread fails.
         const int upEdge = 0;
-        g_failAfter = 0;
+        failAfter = 0;
         EXPECT_NO_THROW(g.removeEdge(upEdge));
-        g_failAfter = -1;
+        EXPECT_TRUE(failureUsed());
+        failAfter = -1;
         EXPECT_FALSE(g.isValidEdge(upEdge));
         EXPECT_EQ(orderOf(g).state, State::Stale);
 
@@ -342,9 +282,10 @@ TEST(GraphOutOfMemory, EdgeWhoseDestinationListCannotGrowThrowsAndLeavesTheGraph
     ASSERT_EQ(g.addEdge(src, 0, dst[1], 0), 1); // the list is full in place
     const quint64 revision = g.revision();
 
-    g_failAfter = 0; // the list's growth to four
+    failAfter = 0; // the list's growth to four
     EXPECT_THROW(g.addEdge(src, 0, dst[2], 0), std::bad_alloc);
-    g_failAfter = -1;
+    EXPECT_TRUE(failureUsed());
+    failAfter = -1;
     EXPECT_EQ(g.numEdgesGlobal(), 2);
     EXPECT_EQ(g.numOutputDestinations(src, 0), 2);
     EXPECT_EQ(g.inputSource(dst[2], 0), Graph::kInvalidEdgeRef);
