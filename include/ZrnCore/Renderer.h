@@ -260,7 +260,9 @@ public:
     /// other; both run it, and it is still destroyed only once. An exception
     /// from the pass's port counts or names, or std::bad_alloc when the node
     /// cannot be made (a pass of more than INT_MAX ports, or no memory),
-    /// leaves the renderer as it was and takes nothing.
+    /// leaves the renderer as it was and takes nothing. A std::bad_alloc
+    /// while the new node's ports are named takes nothing either and leaves
+    /// that node removed.
     int addPass(const QString& name, RenderPass* pass, int parent);
     /// Adds a plain node (no pass, value -1) under `parent`, as
     /// Graph::addNode(), and returns it. Returns kInvalidNodeRef and adds

@@ -382,9 +382,11 @@ int Renderer::addPass(const QString& name, RenderPass* pass, int parent)
 
     // The pass is taken only once everything that may throw is done: the
     // pass's own answers (asked in the order the ports are named), the
-    // node (a pass of more than INT_MAX ports, or no memory) and the room
-    // for its index. An exception leaves the renderer as it was; the
-    // appends below then need no memory.
+    // room for its index, the node (a pass of more than INT_MAX ports, or
+    // no memory) and the names of its ports. An exception before the node
+    // leaves the renderer as it was; one while the ports are named (no
+    // memory for a new name) leaves the node removed. The appends below
+    // then need no memory.
     const int index = d->passes.size();
     const int numInputs = pass->numInputs();
     const int numOutputs = pass->numOutputs();
@@ -403,13 +405,17 @@ int Renderer::addPass(const QString& name, RenderPass* pass, int parent)
         d->enabledFlags.reserve(2 * index + 8);
     const int node = d->graph.addNode(name, numInputs, numOutputs, parent);
     d->schedule.current = false;
+    try {
+        for (int i = 0; i < numInputs; ++i)
+            d->graph.setInputName(node, i, names.at(i));
+        for (int i = 0; i < numOutputs; ++i)
+            d->graph.setOutputName(node, i, names.at(qMax(numInputs, 0) + i));
+    } catch (...) {
+        d->graph.removeNode(node);
+        throw;
+    }
     d->passes.append(pass);
     d->enabledFlags.append(true);
-
-    for (int i = 0; i < numInputs; ++i)
-        d->graph.setInputName(node, i, names.at(i));
-    for (int i = 0; i < numOutputs; ++i)
-        d->graph.setOutputName(node, i, names.at(qMax(numInputs, 0) + i));
     d->graph.setNodeValue(node, index);
     return node;
 }
