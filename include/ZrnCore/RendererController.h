@@ -62,9 +62,10 @@ public Q_SLOTS:
     /// Renders a frame every `intervalMs` milliseconds (0: whenever the
     /// thread's event loop is idle) until stop(); a negative interval is
     /// taken as 0. The timer belongs to the controller's thread. An
-    /// exception from a pass in a frame the timer started does not reach
-    /// the event loop: the timer stops and frameThrew() is emitted instead
-    /// of frameFinished().
+    /// exception from the renderer's render() (that is, from a pass) in a
+    /// frame the timer started does not reach the event loop: the timer
+    /// stops and frameThrew() is emitted instead of passFailed() and
+    /// frameFinished(). Receivers of the signals must not throw.
     void start(int intervalMs);
     /// Stops the timer; a frame in progress finishes first.
     void stop();

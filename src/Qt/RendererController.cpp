@@ -22,6 +22,11 @@ struct RendererController::Impl
     QTimer* timer = nullptr; // a child of the controller: it follows moveToThread()
     int interval = 0;
     int frames = 0;
+    // Set by the timer for the next renderFrame(): its render() is caught,
+    // and `threw` and `what` say whether and what it threw.
+    bool catching = false;
+    bool threw = false;
+    QString what;
 };
 
 RendererController::RendererController(Renderer* renderer, QObject* parent)
@@ -30,20 +35,18 @@ RendererController::RendererController(Renderer* renderer, QObject* parent)
 {
     d->renderer = renderer;
     d->timer = new QTimer(this);
-    // An exception must not reach the event loop: a frame the timer started
-    // that throws stops the timer and is signalled.
+    // A pass's exception must not reach the event loop: the render() of a
+    // frame the timer started is caught, and one that throws stops the
+    // timer and is signalled.
     connect(d->timer, &QTimer::timeout, this, [this] {
-        QString what;
-        try {
-            renderFrame();
+        d->catching = true;
+        d->threw = false;
+        renderFrame();
+        if (!d->threw)
             return;
-        } catch (const std::exception& e) {
-            what = QString::fromLocal8Bit(e.what());
-        } catch (...) {
-            what = QStringLiteral("unknown exception");
-        }
+        d->threw = false;
         d->timer->stop();
-        Q_EMIT frameThrew(what);
+        Q_EMIT frameThrew(d->what);
     });
 }
 
@@ -85,6 +88,10 @@ void RendererController::setCallbacks(RenderCallbacks* cb)
 bool RendererController::renderFrame()
 {
     Renderer* r = d->renderer;
+    // Only the render() of the frame the timer started is caught, not one
+    // that a receiver of this frame's signals starts.
+    const bool catching = d->catching;
+    d->catching = false;
     if (!r)
         return false;
     const Graph& g = r->getGraph();
@@ -103,7 +110,22 @@ bool RendererController::renderFrame()
             before.append(Before{node, pass->errorCode(), r->passFrameStatistics(node).count()});
     }
 
-    const bool ok = r->render(d->callbacks);
+    bool ok = false;
+    if (!catching) {
+        ok = r->render(d->callbacks);
+    } else {
+        try {
+            ok = r->render(d->callbacks);
+        } catch (const std::exception& e) {
+            d->threw = true;
+            d->what = QString::fromLocal8Bit(e.what());
+        } catch (...) {
+            d->threw = true;
+            d->what = QStringLiteral("unknown exception");
+        }
+        if (d->threw)
+            return false; // no signal, not counted
+    }
     ++d->frames;
 
     if (!ok) {
