@@ -39,6 +39,8 @@ public:
     }
 
     bool empty() const { return m_pos >= m_size; }
+    // The number of bytes of the whole input.
+    std::size_t size() const { return m_size; }
     unsigned next() { return m_pos < m_size ? m_data[m_pos++] : 0u; }
     // An index below `count` drawn from the next byte, or `none`, without
     // reading a byte, when `count` is not positive.
