@@ -4,6 +4,7 @@
 
 #include "FailingAllocator.h"
 
+#include <ZrnCore/FrameTrace.h>
 #include <ZrnCore/Graph.h>
 #include <ZrnCore/Renderer.h>
 
@@ -16,6 +17,7 @@
 
 using namespace Morvane::Zrn;
 using ZrnTest::failAfter;
+using ZrnTest::failSize;
 using ZrnTest::failureUsed;
 using ZrnTest::RecordingPass;
 
@@ -58,6 +60,41 @@ TEST(RendererOutOfMemory, PassWhosePortsCannotBeNamedIsNotTaken)
     EXPECT_EQ(destroyed, QStringList(QStringLiteral("Q")));
     pass.reset(); // still ours
     EXPECT_EQ(destroyed, QStringList({QStringLiteral("Q"), QStringLiteral("P")}));
+}
+
+TEST(RendererOutOfMemory, TraceThatCannotBeReservedKeepsTheTraceBefore)
+{
+    SKIP_UNLESS_ALLOCATIONS_CAN_FAIL();
+    QStringList log;
+    Renderer renderer;
+    const int a =
+        renderer.addPass(QStringLiteral("a"), new RecordingPass(QStringLiteral("a"), &log, 0, 1), Graph::kRootNodeRef);
+    const int b =
+        renderer.addPass(QStringLiteral("b"), new RecordingPass(QStringLiteral("b"), &log, 1, 0), Graph::kRootNodeRef);
+    ASSERT_EQ(renderer.getGraph().addEdge(a, 0, b, 0), 0);
+    renderer.setTarget(b);
+    renderer.startFrameTrace(3);
+    ASSERT_TRUE(renderer.render(nullptr));
+    ASSERT_TRUE(renderer.render(nullptr));
+    ASSERT_EQ(renderer.frameTraceFramesLeft(), 1);
+
+    // Room for seven frames is the first allocation of the new trace.
+    failSize = 7 * sizeof(FrameTrace::Frame);
+    EXPECT_THROW(renderer.startFrameTrace(7), std::bad_alloc);
+    EXPECT_TRUE(failureUsed());
+    failSize = 0;
+    const FrameTrace& trace = renderer.frameTrace();
+    EXPECT_EQ(trace.numFrames(), 2);
+    EXPECT_EQ(trace.numRuns(), 4);
+    EXPECT_EQ(trace.run(3).node, b);
+    EXPECT_EQ(renderer.frameTraceFramesLeft(), 1);
+
+    // The trace in progress goes on: its third frame is recorded.
+    ASSERT_TRUE(renderer.render(nullptr));
+    EXPECT_EQ(trace.numFrames(), 3);
+    EXPECT_EQ(trace.frame(2).frameIndex, 2);
+    EXPECT_EQ(trace.frame(2).firstRun, 4);
+    EXPECT_EQ(renderer.frameTraceFramesLeft(), 0);
 }
 
 } // namespace

@@ -237,6 +237,8 @@ public:
     /// Records the next `numFrames` frames into frameTrace(), replacing the
     /// trace recorded before; storage for them is reserved here. With
     /// `numFrames` <= 0, stops a trace in progress and keeps what it has.
+    /// Throws std::bad_alloc when the storage cannot be reserved, leaving
+    /// the trace and a trace in progress as they were.
     void startFrameTrace(int numFrames);
     /// Returns how many frames the trace in progress will still record (0
     /// when none is in progress).

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
+#include <vector>
 
 namespace Morvane {
 namespace Zrn {
@@ -32,11 +34,18 @@ void FrameRecorder::startTrace(int numFrames, int runsPerFrame)
         traceFramesLeft = 0; // what was recorded stays
         return;
     }
+    // The new storage is reserved before the trace recorded so far is let
+    // go, so that a trace too large for the memory leaves it as it was.
+    const size_t numRuns = size_t(numFrames) * size_t(std::max(runsPerFrame, 0));
+    std::vector<FrameTrace::Frame> frames;
+    std::vector<FrameReport::PassRun> runs;
+    if (numRuns > runs.max_size())
+        throw std::bad_alloc();
+    frames.reserve(size_t(numFrames));
+    runs.reserve(numRuns);
     FrameTrace::Impl& t = *trace.d;
-    t.frames.clear();
-    t.runs.clear();
-    t.frames.reserve(size_t(numFrames));
-    t.runs.reserve(size_t(numFrames) * size_t(std::max(runsPerFrame, 0)));
+    t.frames.swap(frames);
+    t.runs.swap(runs);
     traceFramesLeft = numFrames;
 }
 
