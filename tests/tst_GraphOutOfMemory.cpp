@@ -272,6 +272,35 @@ TEST(GraphOutOfMemory, UpEdgeRemovalWhoseOrderUpdateLacksMemoryLeavesTheOrderSta
     });
 }
 
+TEST(GraphOutOfMemory, PortThatCannotBeStoredThrowsAndLeavesItsNameUnused)
+{
+    SKIP_UNLESS_ALLOCATIONS_CAN_FAIL();
+    Graph g;
+    const int n = g.addNode(QStringLiteral("n"), 3, 0, Graph::kRootNodeRef); // full in place
+    g.setInputName(n, 0, QStringLiteral("x"));
+    const Morvane::Zrn::PortNames& names = GraphStorage::of(g).portNames;
+    const int x = names.lookup(QStringLiteral("x"));
+    ASSERT_GT(x, 0);
+    const quint64 revision = g.revision();
+
+    // "x" is known, so the name takes no memory; the ports' move to the
+    // heap is the first allocation, and fails.
+    failAfter = 0;
+    EXPECT_THROW(g.addInput(n, QStringLiteral("x"), -1), std::bad_alloc);
+    EXPECT_TRUE(failureUsed());
+    failAfter = -1;
+    EXPECT_EQ(g.numInputs(n), 3);
+    EXPECT_EQ(g.revision(), revision);
+
+    // The only port named "x" goes: so does the name, as no failed port
+    // holds it.
+    g.removeInput(n, 0);
+    EXPECT_EQ(names.lookup(QStringLiteral("x")), -1);
+    EXPECT_EQ(g.addInput(n, QStringLiteral("y"), 4), 2);
+    EXPECT_EQ(g.inputName(n, 2), QStringLiteral("y"));
+    EXPECT_EQ(g.inputGroup(n, 2), 4);
+}
+
 TEST(GraphOutOfMemory, EdgeWhoseDestinationListCannotGrowThrowsAndLeavesTheGraphAsItWas)
 {
     SKIP_UNLESS_ALLOCATIONS_CAN_FAIL();

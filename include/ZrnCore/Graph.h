@@ -59,8 +59,8 @@ namespace Zrn {
 ///
 /// Out of memory: nothing in Graph throws but std::bad_alloc, when memory
 /// runs out or when a node would have more than INT_MAX ports in all.
-/// addNode(), addEdge(), addDownEdge() and addUpEdge() then leave the graph
-/// as it was. The order of producers that spares addEdge() most of its
+/// addNode(), addInput(), addOutput(), addEdge(), addDownEdge() and
+/// addUpEdge() then leave the graph as it was. The order of producers that spares addEdge() most of its
 /// searches is rebuilt at its next use when one of its updates cannot get
 /// memory; the edit itself stands, and edges are refused as before.
 class ZRNCORE_EXPORT Graph

@@ -271,10 +271,18 @@ int Graph::Impl::addPort(int n, Side side, const QString& name, int group)
     Node* owner = nodeAt(n);
     if (!owner)
         return -1;
+    // The name first: a std::bad_alloc of either leaves the node as it was.
+    const int number = portNames.acquire(name);
+    Port* port;
+    try {
+        port = &owner->portList.append(side);
+    } catch (...) {
+        portNames.release(number);
+        throw;
+    }
+    port->name = number;
+    port->group = group;
     grew();
-    Port& port = owner->portList.append(side);
-    port.name = portNames.acquire(name);
-    port.group = group;
     return owner->portList.count(side) - 1;
 }
 
