@@ -390,11 +390,14 @@ int Renderer::addPass(const QString& name, RenderPass* pass, int parent)
     const int index = d->passes.size();
     const int numInputs = pass->numInputs();
     const int numOutputs = pass->numOutputs();
-    // What Graph::addNode() would throw, before the names are asked for.
-    if (qint64(qMax(numInputs, 0)) + qMax(numOutputs, 0) > std::numeric_limits<int>::max())
+    // The ports the node gets (a count below 0 makes none), and what
+    // Graph::addNode() would throw for them, before the names are asked for.
+    const int inputs = qMax(numInputs, 0);
+    const int outputs = qMax(numOutputs, 0);
+    if (qint64(inputs) + outputs > std::numeric_limits<int>::max())
         throw std::bad_alloc();
     QStringList names;
-    names.reserve(qMax(numInputs, 0) + qMax(numOutputs, 0));
+    names.reserve(inputs + outputs);
     for (int i = 0; i < numInputs; ++i)
         names.append(pass->inputName(i));
     for (int i = 0; i < numOutputs; ++i)
@@ -409,7 +412,7 @@ int Renderer::addPass(const QString& name, RenderPass* pass, int parent)
         for (int i = 0; i < numInputs; ++i)
             d->graph.setInputName(node, i, names.at(i));
         for (int i = 0; i < numOutputs; ++i)
-            d->graph.setOutputName(node, i, names.at(qMax(numInputs, 0) + i));
+            d->graph.setOutputName(node, i, names.at(inputs + i));
     } catch (...) {
         d->graph.removeNode(node);
         throw;
